@@ -1,0 +1,62 @@
+# Test programs. Each case runs in a process of its own, as the library's singletons live as long as the process.
+
+# qar_add_test_program(<name> <sources> [library...])
+function(qar_add_test_program name sources)
+    add_executable(${name} ${sources})
+    target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}" "${CMAKE_SOURCE_DIR}/tests"
+                                               "${CMAKE_SOURCE_DIR}/include" "${CMAKE_SOURCE_DIR}/src"
+                                               "${CMAKE_SOURCE_DIR}/platform")
+    target_link_libraries(${name} PRIVATE PlatformInterface ${ARGN} GTest::gmock GTest::gmock_main)
+    target_precompile_headers(${name} PRIVATE "${CMAKE_SOURCE_DIR}/cmake/test_pch.h")
+    gtest_discover_tests(
+        ${name}
+        DISCOVERY_MODE PRE_TEST
+        DISCOVERY_TIMEOUT 60
+        TEST_PREFIX "${name}."
+        PROPERTIES TIMEOUT 240)
+endfunction()
+
+qar_sources(sources FOLDER tests/unit)
+qar_add_test_program(unit_tests "${sources}" qar_objects MockPlatform)
+target_link_options(unit_tests PRIVATE LINKER:--wrap=_ZnwmRKSt9nothrow_t) # tests/unit/qarcommonbiz/nothrow_new.cpp
+
+qar_sources(shared_sources FOLDER tests/platform FLAT)
+qar_sources(sources FOLDER tests/platform/mock)
+list(APPEND sources ${shared_sources})
+qar_add_test_program(platform_tests_mock "${sources}" MockPlatform)
+qar_sources(sources FOLDER tests/platform/standalone)
+list(APPEND sources ${shared_sources})
+qar_add_test_program(platform_tests_standalone "${sources}" qarplatform SQLite::SQLite3 Threads::Threads)
+
+# Every operation of the interface headers occurs in that suite.
+set(covered "${CMAKE_SOURCE_DIR}/tests/platform/operations_covered.pl")
+add_test(NAME platform_tests.operations_covered COMMAND "${covered}" "${CMAKE_SOURCE_DIR}/platform/interface"
+                                                        "${CMAKE_SOURCE_DIR}/tests/platform")
+add_test(NAME platform_tests.operations_covered_finds_a_gap COMMAND "${covered}" --self-test
+                                                                    "${CMAKE_SOURCE_DIR}/tests/platform")
+
+qar_sources(sources FOLDER tests/standalone)
+qar_add_test_program(standalone_tests "${sources}" qarplatform_objects qarhost_core backfill_core demo_cameras_core
+                     demo_run_core QARCommon)
+
+qar_sources(sources FOLDER tests/contract)
+qar_add_test_program(contract_tests "${sources}" QARCommon qarplatform)
+
+# One module per file.
+qar_sources(sources FOLDER tests/integration/plugins FLAT)
+set(test_plugins "")
+foreach(source IN LISTS sources)
+    cmake_path(GET source STEM name)
+    qar_add_plugin(${name} "${QAR_TEST_PLUGIN_DIR}" "${source}")
+    list(APPEND test_plugins ${name})
+endforeach()
+
+qar_sources(sources FOLDER tests/integration FLAT)
+qar_sources(support FOLDER tests/integration/support)
+list(APPEND sources ${support})
+qar_add_test_program(integration_tests "${sources}" demo_cameras_core SQLite::SQLite3 PkgConfig::rapidjson
+                     Threads::Threads)
+target_compile_definitions(
+    integration_tests PRIVATE QARHOST_PATH="$<TARGET_FILE:qarhost>" PLUGIN_DIR="${QAR_PLUGIN_DIR}"
+                              TEST_PLUGIN_DIR="${QAR_TEST_PLUGIN_DIR}")
+add_dependencies(integration_tests qarhost backfill ${test_plugins})
