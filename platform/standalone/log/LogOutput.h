@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "standalone/log/LogControl.h"
+#include "standalone/log/LogEntry.h"
+
+namespace spdlog::sinks {
+class sink;
+}
+
+namespace qarplatform {
+
+/// Where entries go: a rotating file or stderr. An entry is "2026-03-01 08:00:00.123 W [QARCommon] text" in local time;
+/// further lines of its text are indented. Threads: one at a time.
+class LogOutput {
+public:
+    /// To stderr.
+    LogOutput();
+    ~LogOutput();
+    LogOutput(LogOutput&&) noexcept;
+    LogOutput& operator=(LogOutput&&) noexcept;
+
+    /// To the file of the options, made with mode 0640, its folder too.
+    /// @return false when it cannot be opened, with the path and the reason in `error`; the output is as it was then
+    bool OpenFile(const LogOptions& options, std::string& error);
+
+    /// Writes an entry. An output that fails (a full disk) is told on stderr once until it works again.
+    void Write(const LogEntry& entry);
+    void Flush();
+
+private:
+    template <class Step>
+    void Try(Step step);
+
+    std::unique_ptr<spdlog::sinks::sink> sink_;
+    bool failing_ = false;  // told on stderr
+    bool wrote_since_flush_ = false;
+    bool failed_since_flush_ = false;
+};
+
+}  // namespace qarplatform
