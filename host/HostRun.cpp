@@ -1,0 +1,228 @@
+#include "host/HostRun.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <ostream>
+#include <system_error>
+#include <utility>
+
+#include "ZELPlatform/LocalConfigManager.h"
+#include "host/ControlClient.h"
+#include "host/ExitCode.h"
+#include "host/Report.h"
+#include "host/SiteReading.h"
+#include "standalone/base/Clock.h"
+#include "standalone/base/ThreadPoolControl.h"
+#include "standalone/base/TimerStatus.h"
+#include "standalone/bus/BusControl.h"
+#include "standalone/config/LocalConfigControl.h"
+#include "standalone/database/DatabaseControl.h"
+#include "standalone/device/DeviceLayer.h"
+#include "standalone/log/LogControl.h"
+
+namespace qarhost {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kDatabaseLost = "the folder of the database cannot be made: ";
+
+int64_t RealNowMs() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
+}
+
+// What the host keeps is its owner's only. A folder that is there stays as it is.
+bool MakeFolder(const std::string& dir, std::string& error) {
+    std::error_code failed;
+    fs::create_directories(fs::path(dir).parent_path(), failed);
+    if (!failed && mkdir(dir.c_str(), S_IRWXU) != 0 && errno != EEXIST) failed.assign(errno, std::generic_category());
+    if (!failed && !fs::is_directory(dir)) failed = std::make_error_code(std::errc::not_a_directory);
+    if (failed) error = dir + ": " + failed.message();
+    return !failed;
+}
+
+void PublishDatabase(const std::string& dir) {
+    ZELPlatform::CLocalDBInfo info;
+    info.SetValdbType(qarplatform::kDatabaseSqlite);
+    info.SetValdbName(dir);
+    qarplatform::SetLocationDBInfo(info);
+}
+
+}  // namespace
+
+HostRun::HostRun(std::string site_file, std::string plugin_dir, StopSignal& signal, std::ostream& out)
+    : site_file_(std::move(site_file)),
+      plugin_dir_(std::move(plugin_dir)),
+      signal_(signal),
+      out_(out),
+      control_([this](const std::string& request) { return AnswerControl(*this, request); }) {}
+
+int HostRun::Run() {
+    int exit_code = Start();
+    if (exit_code == kExitOk) signal_.Wait();
+    Stop();
+    if (exit_code == kExitOk && !clean_) exit_code = kExitFailure;
+    if (exit_code == kExitOk) out_ << "qarhost stopped" << std::endl;
+    return exit_code;
+}
+
+int HostRun::Start() try {
+    constexpr Step kSteps[] = {&HostRun::ReadFile,    &HostRun::TakeDataDir,  &HostRun::OpenLog,
+                               &HostRun::OpenStore,   &HostRun::SetClock,     &HostRun::OpenDatabase,
+                               &HostRun::LoadDevices, &HostRun::StartPlugins, &HostRun::StartProbes,
+                               &HostRun::Listen};
+    for (const Step step : kSteps) {
+        if (signal_.Asked()) return kExitOk;
+        const int exit_code = (this->*step)();
+        if (exit_code != kExitOk) return exit_code;
+    }
+    LogNote("ready: site " + file_.name);
+    out_ << "qarhost ready pid=" << getpid() << " site=" << file_.name << std::endl;
+    return kExitOk;
+} catch (const std::exception& e) {
+    return Fail(kExitFailure, e.what());
+}
+
+void HostRun::Stop() {
+    for (; !ends_.empty(); ends_.pop_back()) ends_.back()();
+}
+
+int HostRun::Fail(int exit_code, const std::string& text) {
+    TellError(text);
+    return exit_code;
+}
+
+int HostRun::ReadFile() {
+    auto file = ReadSite(site_file_, std::cerr);
+    if (!file) return kExitSiteFile;
+    file_ = std::move(*file);
+    return kExitOk;
+}
+
+int HostRun::TakeDataDir() {
+    std::string error;
+    if (!MakeFolder(file_.data_dir, error)) return Fail(kExitFailure, "cannot make the data folder " + error);
+    if (!lock_.Take(file_.data_dir, error)) return Fail(kExitFailure, error);
+    return kExitOk;
+}
+
+int HostRun::OpenLog() {
+    std::string error;
+    if (!qarplatform::StartLog(file_.log, error)) return Fail(kExitFailure, error);
+    UseLog(!file_.log.file.empty());
+    ends_.emplace_back([] {
+        LogNote("stopped");
+        UseLog(false);
+        qarplatform::StopLog();
+    });
+    return kExitOk;
+}
+
+int HostRun::OpenStore() {
+    std::string error;
+    if (!store_.Open(StorePath(file_.data_dir), error)) return Fail(kExitDatabase, error);
+    if (!store_.Imported()) {
+        const int64_t origin_ms = file_.clock_origin_ms.value_or(RealNowMs());
+        if (!store_.Import(file_.site, origin_ms, file_.clock_start_ms.value_or(origin_ms), error)) {
+            return Fail(kExitDatabase, error);
+        }
+    }
+    if (!store_.Load(site_, origin_ms_, start_ms_, error)) return Fail(kExitDatabase, error);
+    return kExitOk;
+}
+
+int HostRun::SetClock() {
+    if (file_.clock_origin_ms) start_ms_ = origin_ms_ = *file_.clock_origin_ms;
+    if (file_.clock_start_ms) start_ms_ = *file_.clock_start_ms;
+    qarplatform::Clock::Get().Configure(file_.clock_scale, origin_ms_, start_ms_);
+    return kExitOk;
+}
+
+int HostRun::OpenDatabase() {
+    std::string error;
+    if (!MakeFolder(site_.database_dir, error)) return Fail(kExitDatabase, kDatabaseLost + error);
+    PublishDatabase(site_.database_dir);
+    ends_.emplace_back(&qarplatform::StopDatabase);
+    ends_.emplace_back(&qarplatform::StopBus);
+    return kExitOk;
+}
+
+int HostRun::LoadDevices() {
+    qarplatform::DeviceLayer::Get().Load(site_);
+    return kExitOk;
+}
+
+int HostRun::StartPlugins() {
+    plugins_ = std::make_unique<PluginSet>(site_.plugins, FoldersOf(site_file_, plugin_dir_), file_.data_dir);
+    ends_.emplace_back(&qarplatform::JoinThreadPools);
+    ends_.emplace_back([this] { clean_ = plugins_->Stop() && clean_; });
+    ends_.emplace_back(&qarplatform::StopTimers);
+    std::string error;
+    if (!plugins_->Start(error)) return Fail(kExitPlugin, error);
+    return kExitOk;
+}
+
+int HostRun::StartProbes() {
+    std::string error;
+    ends_.emplace_back([] { qarplatform::DeviceLayer::Get().StopProbes(); });
+    if (!qarplatform::DeviceLayer::Get().StartProbes(file_.probe, error)) return Fail(kExitFailure, error);
+    return kExitOk;
+}
+
+int HostRun::Listen() {
+    std::string error;
+    if (!control_.Start(ControlSocketPath(file_.data_dir), error)) return Fail(kExitFailure, error);
+    ends_.emplace_back([this] { control_.Stop(); });
+    return kExitOk;
+}
+
+HostStatus HostRun::Status() {
+    HostStatus status;
+    status.site = file_.name;
+    status.pid = getpid();
+    status.clock_scale = qarplatform::Clock::Get().Scale();
+    status.clock_now_ms = qarplatform::Clock::Get().NowMs();
+    if (const auto info = ZELPlatform::LocalConfigManager::GetLocationDBInfo()) {
+        status.database_dir = info->GetValdbName();
+    }
+    status.timers = qarplatform::ListTimers();
+    status.devices = qarplatform::DeviceLayer::Get().Status();
+    status.plugins = plugins_->Status();
+    return status;
+}
+
+bool HostRun::SetGuard(int device_id, bool guard, std::string& error) {
+    if (!store_.SetGuard(device_id, guard, error)) return false;
+    if (!qarplatform::DeviceLayer::Get().SetGuard(device_id, guard)) {
+        error = "no device " + std::to_string(device_id);
+        return false;
+    }
+    LogNote("device " + std::to_string(device_id) + ": guard " + (guard ? "on" : "off"));
+    return true;
+}
+
+bool HostRun::SetDatabaseDir(const std::string& dir, std::string& error) {
+    if (!MakeFolder(dir, error)) {
+        error = kDatabaseLost + error;
+        return false;
+    }
+    if (access(dir.c_str(), W_OK | X_OK) != 0) {
+        error = "the folder of the database cannot be used: " + dir + ": " + std::strerror(errno);
+        return false;
+    }
+    if (!store_.SetDatabaseDir(dir, error)) return false;
+    PublishDatabase(dir);
+    LogNote("database " + dir);
+    return true;
+}
+
+}  // namespace qarhost
