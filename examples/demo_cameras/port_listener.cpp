@@ -1,0 +1,62 @@
+#include "demo_cameras/port_listener.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
+
+#include <boost/asio/ip/address.hpp>
+#include <boost/system/system_error.hpp>
+#include <cerrno>
+
+namespace demo {
+
+using boost::asio::ip::tcp;
+
+PortListener::PortListener(boost::asio::io_context& context, const std::string& address, Accepted accepted)
+    : endpoint_(boost::asio::ip::make_address(address), 0), acceptor_(context), accepted_(std::move(accepted)) {
+    Bind();
+    endpoint_ = acceptor_.local_endpoint();
+}
+
+void PortListener::Open() {
+    if (open_) {
+        return;
+    }
+    acceptor_.listen();
+    open_ = std::make_shared<bool>(true);
+    Accept();
+}
+
+void PortListener::Close() {
+    if (!open_) {
+        return;
+    }
+    open_.reset();
+    acceptor_.close();
+    Bind();
+}
+
+void PortListener::Bind() {
+    // Not acceptor_.open: a child process that inherited the socket would keep it listening.
+    const int descriptor = socket(endpoint_.protocol().family(), SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (descriptor < 0) {
+        throw boost::system::system_error(errno, boost::system::system_category(), "socket");
+    }
+    acceptor_.assign(endpoint_.protocol(), descriptor);
+    acceptor_.set_option(tcp::acceptor::reuse_address(true));
+    acceptor_.bind(endpoint_);
+}
+
+void PortListener::Accept() {
+    acceptor_.async_accept(
+        [this, open = std::weak_ptr<bool>(open_)](boost::system::error_code error, tcp::socket socket) {
+            if (open.expired()) {
+                return;
+            }
+            if (!error) {
+                accepted_(std::move(socket));
+            }
+            Accept();
+        });
+}
+
+}  // namespace demo
