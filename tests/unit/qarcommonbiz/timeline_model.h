@@ -1,0 +1,152 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace qar::history_test {
+
+/// What timelines, tables and ranges have to look like after a sequence of operations: a second, plain account of the
+/// rules, without anything of the manager's. Moments are plain texts, "YYYY-MM-DD HH:MM:SS", offsets texts, "+08:00".
+struct TimelineModel {
+    struct ModelPoint {
+        std::string plain;
+        std::string offset;
+        int state;
+    };
+    using Timeline = std::vector<ModelPoint>;  // by moment, none twice
+
+    static std::string Iso(const ModelPoint& point) {
+        std::string text = point.plain;
+        text[10] = 'T';
+        return text + point.offset;
+    }
+
+    static void Insert(Timeline& timeline, const ModelPoint& point) {
+        auto place = timeline.begin();
+        while (place != timeline.end() && place->plain < point.plain) ++place;
+        timeline.insert(place, point);
+    }
+
+    static void Add(Timeline& timeline, const ModelPoint& point) {
+        for (const ModelPoint& other : timeline) {
+            if (other.plain == point.plain) return;
+        }
+        const bool moves =
+            point.state == 2 && !timeline.empty() && timeline.back().state == 2 && timeline.back().plain < point.plain;
+        if (moves) timeline.pop_back();
+        Insert(timeline, point);
+    }
+
+    static void DeleteRange(Timeline& timeline, const std::string& begin, const ModelPoint& end) {
+        Timeline kept;
+        bool end_found = false;
+        for (ModelPoint point : timeline) {
+            if (point.plain >= begin && point.plain < end.plain) continue;
+            if (point.plain == end.plain) {
+                end_found = true;
+                point.state = 2;
+            }
+            kept.push_back(point);
+        }
+        if (!end_found) Insert(kept, {end.plain, end.offset, 2});
+        timeline = kept;
+    }
+
+    static void Expire(Timeline& timeline, const ModelPoint& expire) {
+        Timeline kept;
+        for (const ModelPoint& point : timeline) {
+            if (point.plain >= expire.plain) kept.push_back(point);
+        }
+        const bool erased = kept.size() != timeline.size();
+        timeline = kept;
+        if (!erased) Add(timeline, {expire.plain, expire.offset, 2});
+    }
+
+    /// @return "<begin> <end>" of each exception range
+    static std::vector<std::string> Ranges(const Timeline& timeline) {
+        std::vector<std::pair<std::string, std::string>> ranges;
+        for (std::size_t i = 1; i < timeline.size(); ++i) {
+            const int earlier = timeline[i - 1].state;
+            const int later = timeline[i].state;
+            if (later == 2 && (earlier == 1 || earlier == 2)) continue;
+            if (!ranges.empty() && ranges.back().second == Iso(timeline[i - 1])) {
+                ranges.back().second = Iso(timeline[i]);
+            } else {
+                ranges.emplace_back(Iso(timeline[i - 1]), Iso(timeline[i]));
+            }
+        }
+        std::vector<std::string> texts;
+        for (const auto& [begin, end] : ranges) texts.push_back(begin + " " + end);
+        return texts;
+    }
+};
+
+/// A table that is kept by reading the statements' texts.
+struct StatementTable {
+    struct Row {
+        int camera;
+        int busi;
+        std::string time;
+        int differ;
+        int state;
+    };
+    std::vector<Row> rows;
+
+    /// @return false for a text that it does not know
+    bool Run(const std::string& sql) {
+        int camera = 0;
+        int busi = 0;
+        int state = 0;
+        int bi = 0;
+        int differ = 0;
+        char date[11] = "", time[9] = "", date2[11] = "", time2[9] = "";
+        long long id = 0;
+        const char* text = sql.c_str();
+        const auto at = [](const char* day, const char* clock) { return std::string(day) + " " + clock; };
+        const auto is = [&](const Row& row) { return row.camera == camera && row.busi == busi; };
+        if (std::sscanf(text,
+                        "INSERT INTO %*[^(](id, camera_id, camera_state, state_time, state_utc_time, business_type, "
+                        "bi_type, differ) values(%lld, %d, %d, '%10s %8[^']', '%10s %8[^']', %d, %d, %d)",
+                        &id, &camera, &state, date, time, date2, time2, &busi, &bi, &differ) == 10) {
+            rows.push_back({camera, busi, at(date, time), differ, state});
+            return busi == bi;
+        }
+        if (std::sscanf(text,
+                        "UPDATE %*s SET state_time = '%10s %8[^']' WHERE camera_id = %d AND business_type = %d and "
+                        "state_time = '%10s %8[^']' and camera_state = %d",
+                        date, time, &camera, &busi, date2, time2, &state) == 7) {
+            for (Row& row : rows) {
+                if (is(row) && row.time == at(date2, time2) && row.state == state) row.time = at(date, time);
+            }
+            return true;
+        }
+        if (std::sscanf(text,
+                        "UPDATE %*s SET camera_state = %d WHERE camera_id = %d AND business_type = %d AND state_time = "
+                        "'%10s %8[^']'",
+                        &state, &camera, &busi, date, time) == 5) {
+            for (Row& row : rows) {
+                if (is(row) && row.time == at(date, time)) row.state = state;
+            }
+            return true;
+        }
+        const std::string where = "DELETE FROM %*s WHERE camera_id = %d AND business_type = %d AND state_time ";
+        if (std::sscanf(text, (where + ">= '%10s %8[^']' AND state_time < '%10s %8[^']';").c_str(), &camera, &busi,
+                        date, time, date2, time2) == 6) {
+            std::erase_if(rows, [&](const Row& row) {
+                return is(row) && row.time >= at(date, time) && row.time < at(date2, time2);
+            });
+            return true;
+        }
+        if (std::sscanf(text, (where + "< '%10s %8[^']'").c_str(), &camera, &busi, date, time) == 4) {
+            std::erase_if(rows, [&](const Row& row) { return is(row) && row.time < at(date, time); });
+            return true;
+        }
+        return false;
+    }
+};
+
+}  // namespace qar::history_test
