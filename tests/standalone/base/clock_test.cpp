@@ -27,7 +27,7 @@ TEST(ClockTest, RunsScaleTimesAsFastFromStartAtOrigin) {
     Clock::Get().Configure(600, origin, kStart);
     const int64_t before = RealMs();
     const int64_t now = Clock::Get().NowMs();
-    const int64_t after = RealMs() + 1;
+    const int64_t after = RealMs() + 2;
     EXPECT_LE(kStart + (before - origin) * 600, now);
     EXPECT_LE(now, kStart + (after - origin) * 600);
 }
@@ -35,6 +35,28 @@ TEST(ClockTest, RunsScaleTimesAsFastFromStartAtOrigin) {
 TEST(ClockTest, IsBehindStartBeforeOrigin) {
     Clock::Get().Configure(2, RealMs() + 3600000, kStart);
     EXPECT_LT(Clock::Get().NowMs(), kStart);
+}
+
+std::chrono::hours system_step{0};
+
+system_clock::time_point SteppedSystemClock() { return system_clock::now() + system_step; }
+
+TEST(ClockTest, ScaledClockDoesNotStepWithTheSystemClock) {
+    Clock::Get().Configure(600, RealMs() - 10000, kStart, &SteppedSystemClock);
+    for (const int hours : {1, -2}) {
+        const int64_t before = Clock::Get().NowMs();
+        system_step = std::chrono::hours(hours);
+        const int64_t after = Clock::Get().NowMs();
+        EXPECT_LE(before, after);
+        EXPECT_LT(after, before + 600 * 60000);  // a step of an hour would be sixty times that
+    }
+}
+
+TEST(ClockTest, RealClockFollowsTheSystemClock) {
+    const int64_t origin = RealMs();
+    Clock::Get().Configure(1, origin, origin, &SteppedSystemClock);
+    system_step = std::chrono::hours(-1);
+    EXPECT_LT(Clock::Get().NowMs(), origin);
 }
 
 TEST(ClockTest, ScaledMinuteLastsATenthOfASecondAtSixHundred) {
