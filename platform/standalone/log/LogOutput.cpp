@@ -1,14 +1,10 @@
 #include "standalone/log/LogOutput.h"
 
-#include <fcntl.h>
 #include <spdlog/details/log_msg.h>
 #include <spdlog/pattern_formatter.h>
-#include <spdlog/sinks/rotating_file_sink.h>
-#include <spdlog/sinks/stdout_sinks.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -16,11 +12,12 @@
 #include <system_error>
 #include <utility>
 
+#include "standalone/log/PlatformLog.h"
+
 namespace qarplatform {
 
 namespace {
 
-constexpr mode_t kFileMode = 0640;
 constexpr const char* kLayout = "%Y-%m-%d %H:%M:%S.%e %L [%n] %v";
 
 spdlog::level::level_enum SpdlogLevel(int level) {
@@ -50,29 +47,10 @@ std::string EntryText(const std::string& text) {
     return result;
 }
 
-/// Makes the file with the mode wanted before spdlog opens it. @return 0, or errno
-int MakeFile(const std::string& path) {
-    const int fd = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, kFileMode);
-    if (fd < 0) return errno;
-    close(fd);
-    return 0;
-}
-
-spdlog::file_event_handlers FileHandlers() {
-    spdlog::file_event_handlers handlers;
-    handlers.before_open = [](const std::string& path) { MakeFile(path); };
-    handlers.after_open = [](const std::string&, std::FILE* file) { fcntl(fileno(file), F_SETFD, FD_CLOEXEC); };
-    return handlers;
-}
-
-std::unique_ptr<spdlog::sinks::sink> WithLayout(std::unique_ptr<spdlog::sinks::sink> sink) {
-    sink->set_pattern(kLayout);
-    return sink;
-}
-
 }  // namespace
 
-LogOutput::LogOutput() : sink_(WithLayout(std::make_unique<spdlog::sinks::stderr_sink_st>())) {}
+LogOutput::LogOutput()
+    : file_(std::make_unique<LogFile>()), layout_(std::make_unique<spdlog::pattern_formatter>(kLayout)) {}
 
 LogOutput::~LogOutput() = default;
 LogOutput::LogOutput(LogOutput&&) noexcept = default;
@@ -89,44 +67,38 @@ bool LogOutput::OpenFile(const LogOptions& options, std::string& error) {
         std::filesystem::create_directories(folder, failure);
         if (failure) return refuse(failure.message());
     }
-    if (const int failure = MakeFile(options.file); failure != 0) {
-        return refuse(std::generic_category().message(failure));
-    }
-    try {
-        sink_ = WithLayout(std::make_unique<spdlog::sinks::rotating_file_sink_st>(
-            options.file, std::max<std::size_t>(options.max_bytes, 1), options.files, false, FileHandlers()));
-    } catch (const std::exception& failure) {
-        return refuse(failure.what());
-    }
+    auto file = std::make_unique<LogFile>();
+    if (const int failure = file->Open(options); failure != 0) return refuse(std::strerror(failure));
+    file_ = std::move(file);
     return true;
 }
 
 void LogOutput::Write(const LogEntry& entry) {
-    Try([&] {
-        const std::string text = EntryText(entry.text);
-        sink_->log(
-            spdlog::details::log_msg(entry.time, spdlog::source_loc{}, entry.module, SpdlogLevel(entry.level), text));
-    });
+    if (TellLost() && Put(entry)) return;
+    if (lost_++ == 0) std::fprintf(stderr, "log lines cannot be written: %s\n", reason_.c_str());
 }
 
-void LogOutput::Flush() {
-    Try([&] { sink_->flush(); });
-    // a flush that finds nothing to write out says nothing
-    if (wrote_since_flush_ && !failed_since_flush_) failing_ = false;
-    wrote_since_flush_ = false;
-    failed_since_flush_ = false;
-}
-
-template <class Step>
-void LogOutput::Try(Step step) {
-    try {
-        step();
-    } catch (const std::exception& failure) {
-        failed_since_flush_ = true;
-        if (!std::exchange(failing_, true)) {
-            std::fprintf(stderr, "log lines cannot be written: %s\n", failure.what());
-        }
+bool LogOutput::TellLost() {
+    if (lost_ == 0) return true;
+    if (!Put({std::chrono::system_clock::now(), kLogWarning, kModulePlatform,
+              std::to_string(lost_) + " log lines were lost, as the log could not be written: " + reason_})) {
+        return false;
     }
+    lost_ = 0;
+    return true;
+}
+
+bool LogOutput::Put(const LogEntry& entry) try {
+    const std::string text = EntryText(entry.text);
+    spdlog::memory_buf_t line;
+    layout_->format(
+        spdlog::details::log_msg(entry.time, spdlog::source_loc{}, entry.module, SpdlogLevel(entry.level), text), line);
+    const int failure = file_->Append({line.data(), line.size()});
+    if (failure != 0) reason_ = std::strerror(failure);
+    return failure == 0;
+} catch (const std::exception& failure) {
+    reason_ = failure.what();
+    return false;
 }
 
 }  // namespace qarplatform

@@ -5,9 +5,10 @@
 
 #include "standalone/log/LogControl.h"
 #include "standalone/log/LogEntry.h"
+#include "standalone/log/LogFile.h"
 
-namespace spdlog::sinks {
-class sink;
+namespace spdlog {
+class formatter;
 }
 
 namespace qarplatform {
@@ -26,18 +27,18 @@ public:
     /// @return false when it cannot be opened, with the path and the reason in `error`; the output is as it was then
     bool OpenFile(const LogOptions& options, std::string& error);
 
-    /// Writes an entry. An output that fails (a full disk) is told on stderr once until it works again.
+    /// Writes an entry. An output that fails (a full disk) is told on stderr once until it works again; then a line of
+    /// its own tells how many entries were lost.
     void Write(const LogEntry& entry);
-    void Flush();
 
 private:
-    template <class Step>
-    void Try(Step step);
+    bool TellLost();
+    bool Put(const LogEntry& entry);
 
-    std::unique_ptr<spdlog::sinks::sink> sink_;
-    bool failing_ = false;  // told on stderr
-    bool wrote_since_flush_ = false;
-    bool failed_since_flush_ = false;
+    std::unique_ptr<LogFile> file_;
+    std::unique_ptr<spdlog::formatter> layout_;
+    unsigned long long lost_ = 0;  // entries that no line has told yet
+    std::string reason_;           // why the last one was lost
 };
 
 }  // namespace qarplatform

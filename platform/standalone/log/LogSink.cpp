@@ -35,7 +35,6 @@ public:
         if (writer != nullptr && writer->Post(entry)) return;
         std::lock_guard<std::mutex> lock(stderr_mutex_);
         stderr_.Write(entry);
-        stderr_.Flush();
     }
 
     bool Start(const LogOptions& options, std::string& error) {

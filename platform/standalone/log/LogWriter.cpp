@@ -56,7 +56,6 @@ void LogWriter::Run() {
             output_.Write({std::chrono::system_clock::now(), kLogWarning, kModulePlatform,
                            std::to_string(lost) + " log lines were lost, as the log could not be written fast enough"});
         }
-        output_.Flush();
     }
 }
 
