@@ -118,7 +118,7 @@ int HostRun::TakeDataDir() {
 int HostRun::OpenLog() {
     std::string error;
     if (!qarplatform::StartLog(file_.log, error)) return Fail(kExitFailure, error);
-    UseLog(!file_.log.file.empty());
+    UseLog(true);
     ends_.emplace_back([] {
         LogNote("stopped");
         UseLog(false);
