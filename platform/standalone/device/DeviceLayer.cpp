@@ -9,6 +9,7 @@
 #include "standalone/device/DeviceEvents.h"
 #include "standalone/device/DeviceTable.h"
 #include "standalone/device/ProbeEngine.h"
+#include "standalone/log/PlatformLog.h"
 
 namespace qarplatform {
 
@@ -26,9 +27,15 @@ Running& TheRunning() {
     return running;
 }
 
+/// A device whose stored address is wrong is told and left out, so it stays away.
 std::vector<ProbeEngine::Target> TargetsOf(const DeviceTable& table, int failures) {
     std::vector<ProbeEngine::Target> targets;
     for (const auto& [id, device] : table.Devices()) {
+        if (!device->AddressError().empty()) {
+            LogSinkWrite(kLogError, kModulePlatform, "device %d \"%s\" is never asked, \"%s\" is no address: %s", id,
+                         device->Name().c_str(), device->GetTextC().c_str(), device->AddressError().c_str());
+            continue;
+        }
         const auto contact = std::make_shared<DeviceContact>(device, failures);
         targets.push_back({device->Address(), [contact](const ProbeResult& result) { contact->OnResult(result); }});
     }

@@ -26,9 +26,9 @@ public:
     /// Takes the site's areas, zones, devices, channels and elements. Once, before anything reads them.
     void Load(const Site& site);
 
-    /// Begins to probe every device, at once and then each period. Contacts raise events on "TUK_DeviceAccess":
-    /// 265 when guard goes on, 261 when a guarded device comes online, 517 for each of its channels then; each also at
-    /// the first contact after the start.
+    /// Begins to probe every device, at once and then each period; one whose address is wrong is told in the log and
+    /// stays away. Contacts raise events on "TUK_DeviceAccess": 265 when guard goes on, 261 when a guarded device comes
+    /// online, 517 for each of its channels then; each also at the first contact after the start.
     bool StartProbes(const ProbeOptions& options, std::string& error);
 
     /// Ends the probes; no event is raised afterwards.

@@ -7,8 +7,7 @@ namespace qarplatform {
 
 LiveDevice::LiveDevice(const DeviceRecord& record, std::shared_ptr<const Zone> zone)
     : record_(record), zone_(std::move(zone)), guard_(record.guard) {
-    std::string error;
-    ParseDeviceAddress(record_.probe, address_, error);
+    ParseDeviceAddress(record_.probe, address_, address_error_);
 }
 
 std::shared_ptr<tuk::CFeature> LiveDevice::GetFeature(int /*kind*/) const { return nullptr; }

@@ -48,7 +48,10 @@ public:
     std::string GetStreamKey() const override { return ""; }
 
     const std::string& Name() const { return record_.name; }
+    /// Not to be used where AddressError tells something.
     const DeviceAddress& Address() const { return address_; }
+    /// @return what is wrong with the stored address; empty when it is good
+    const std::string& AddressError() const { return address_error_; }
     const DeviceClock& GetClock() const { return clock_; }
     DeviceClock& GetClock() { return clock_; }
     /// @return null for a device without a zone
@@ -64,6 +67,7 @@ public:
 private:
     const DeviceRecord record_;
     DeviceAddress address_;
+    std::string address_error_;
     const std::shared_ptr<const Zone> zone_;
     std::vector<std::shared_ptr<tuk::CChannel>> channels_;
     DeviceClock clock_;

@@ -358,6 +358,24 @@ TEST_F(DeviceLayerTest, HostNameThatIsNoneIsAwayAndTheOthersGoOn) {
                            "W device 1 \"Camera 1\" does not answer at rtsp://camera.invalid/: its host name ")));
 }
 
+TEST_F(DeviceLayerTest, DeviceWithABadAddressIsToldOnceAndNeverAskedAndTheOthersGoOn) {
+    ScriptedServer server;
+    server.SetScript(ClockOf(0));
+    AddDevice("rtsp://user@camera/");
+    AddDevice("rtsp://" + server.HostAndPort() + "/");
+    Start();
+
+    ASSERT_EQ(recorder_.WaitFor(4).size(), 4U);
+    ASSERT_TRUE(server.WaitForMoreConnections(3));
+    EXPECT_FALSE(StatusOf(1).online);
+    EXPECT_FALSE(StatusOf(1).clock_known);
+    EXPECT_TRUE(StatusOf(2).online);
+    EXPECT_THAT(StopAndReadLog(),
+                ElementsAre("E device 1 \"Camera 1\" is never asked, \"rtsp://user@camera/\" is no "
+                            "address: must not hold a user name or password",
+                            "I device 2 \"Camera 2\" answers at rtsp://" + server.HostAndPort() + "/"));
+}
+
 TEST_F(DeviceLayerTest, DeviceCountsAsAwayOnlyAfterItsFailuresInARow) {
     int asked = 0;
     ScriptedServer server;
