@@ -1,5 +1,7 @@
 #include "standalone/device/Probe.h"
 
+#include <algorithm>
+#include <array>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/ip/address.hpp>
 #include <boost/asio/post.hpp>
@@ -16,13 +18,13 @@ using boost::system::error_code;
 
 const char* ProtocolOf(ProbeKind kind) { return kind == ProbeKind::kRtsp ? "RTSP" : "HTTP"; }
 
-/// @return whether an error is this process's own, not the device's
-bool IsOwnLack(const error_code& error) {
-    return error.category() == asio::error::get_system_category() &&
-           (error.value() == EMFILE || error.value() == ENFILE || error.value() == ENOBUFS || error.value() == ENOMEM);
-}
-
 }  // namespace
+
+bool IsOwnLack(const error_code& error) {
+    constexpr std::array kLacks = {EMFILE, ENFILE, ENOBUFS, ENOMEM, EADDRNOTAVAIL};
+    return error.category() == asio::error::get_system_category() &&
+           std::find(kLacks.begin(), kLacks.end(), error.value()) != kLacks.end();
+}
 
 bool IsConnectedToItself(const tcp::socket& socket) {
     error_code error;
@@ -97,10 +99,14 @@ void Probe::Connect() {
 }
 
 void Probe::OnConnect(const error_code& error) {
-    if (error && tried_ < endpoints_.size() && !IsOwnLack(error)) {
+    // A lack counts only where no address told anything: one may lie in a family that this machine has no address of.
+    if (error && (!refused_ || !IsOwnLack(error))) {
+        refused_ = error;
+    }
+    if (error && tried_ < endpoints_.size()) {
         Connect();
     } else if (error) {
-        Broken("no connection", error);
+        Broken("no connection", refused_);
     } else if (address_.kind == ProbeKind::kTcp) {
         Answered();
     } else {

@@ -22,13 +22,16 @@ struct ProbeResult {
     enum class Outcome {
         kAnswered,
         kFailed,    ///< the device did not answer as it should
-        kNotAsked,  ///< this process lacks something (open files, memory); says nothing about the device
+        kNotAsked,  ///< this machine lacks something (open files, memory, ports); says nothing about the device
     };
     Outcome outcome = Outcome::kFailed;
     std::string reason;                      ///< why it failed; the same text for the same fault
     std::optional<std::string> date;         ///< Date of the answer
     std::chrono::nanoseconds round_trip{0};  ///< real time between the question and the answer
 };
+
+/// @return whether an error is a lack of this machine (open files, memory, ports of its own), not the device's doing
+bool IsOwnLack(const boost::system::error_code& error);
 
 /// @return whether a connection ends where it began. A connect to a closed port of this machine may be given that very
 ///         port as its own; the kernel then connects the socket to itself.
@@ -69,7 +72,8 @@ private:
     boost::asio::steady_timer deadline_;
     Phase phase_ = Phase::kResolve;
     std::vector<boost::asio::ip::tcp::endpoint> endpoints_;
-    std::size_t tried_ = 0;  // of the endpoints
+    std::size_t tried_ = 0;              // of the endpoints
+    boost::system::error_code refused_;  // why none took the connection so far
     std::string question_;
     std::chrono::steady_clock::time_point asked_;
     bool got_bytes_ = false;
