@@ -31,7 +31,7 @@ public:
     /// online, 517 for each of its channels then; each also at the first contact after the start.
     bool StartProbes(const ProbeOptions& options, std::string& error);
 
-    /// Ends the probes; no event is raised afterwards.
+    /// Ends the probes; no event is raised afterwards. Waits while host names are being looked up, see HostResolver.
     void StopProbes();
 
     /// Sets a device's guard; 265 is raised when it was off before, whether the device is online or not.

@@ -12,6 +12,10 @@
 namespace qarplatform {
 
 /// Looks host names up on threads of its own, so that a name server that is silent holds up few other names.
+/// A look-up that has begun cannot be cancelled, and a thread that is left behind in it would still run in the system's
+/// resolver while the process ends; so the destructor waits. With a silent name server that takes the resolver's own
+/// time-out: by the defaults of resolv.conf(5) 10 s with one name server and 28 s with three, and as long again for each
+/// search domain that is tried. "options timeout:1 attempts:1" there makes it a tenth.
 class HostResolver {
 public:
     using Endpoints = boost::asio::ip::tcp::resolver::results_type;
@@ -19,7 +23,8 @@ public:
 
     /// @param io  runs the handlers; must outlive the object
     explicit HostResolver(boost::asio::io_context& io);
-    /// Waits for the look-ups under way; their handlers are not called once `io` has stopped.
+    /// Drops the look-ups that wait for their turn and waits for those under way, at most one on each thread; their
+    /// handlers are not called once `io` has stopped.
     ~HostResolver();
 
     /// @param deadline  a name whose turn has not come by then is not looked up and the handler gets timed_out, so that

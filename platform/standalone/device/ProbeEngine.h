@@ -40,7 +40,8 @@ public:
     /// @return false with the reason when no thread can be made
     bool Start(std::string& error);
 
-    /// Ends all probes; no result is told afterwards. Not from the engine's thread.
+    /// Ends all probes; no result is told afterwards. Not from the engine's thread. Does not wait for devices, but for
+    /// host names that are being looked up, see HostResolver.
     void Stop();
 
 private:
