@@ -6,13 +6,23 @@
 #include <boost/asio/ip/address.hpp>
 #include <boost/system/system_error.hpp>
 #include <cerrno>
+#include <chrono>
 
 namespace demo {
 
 using boost::asio::ip::tcp;
 
+namespace {
+
+constexpr std::chrono::milliseconds kPause(100);
+
+}  // namespace
+
 PortListener::PortListener(boost::asio::io_context& context, const std::string& address, Accepted accepted)
-    : endpoint_(boost::asio::ip::make_address(address), 0), acceptor_(context), accepted_(std::move(accepted)) {
+    : endpoint_(boost::asio::ip::make_address(address), 0),
+      acceptor_(context),
+      pause_(context),
+      accepted_(std::move(accepted)) {
     Bind();
     endpoint_ = acceptor_.local_endpoint();
 }
@@ -52,11 +62,24 @@ void PortListener::Accept() {
             if (open.expired()) {
                 return;
             }
-            if (!error) {
-                accepted_(std::move(socket));
+            if (error) {
+                AcceptLater();
+                return;
             }
+            accepted_(std::move(socket));
             Accept();
         });
+}
+
+// A connection that cannot be accepted, mostly for want of descriptors, stays in the queue: the next try would fail at
+// once again.
+void PortListener::AcceptLater() {
+    pause_.expires_after(kPause);
+    pause_.async_wait([this, open = std::weak_ptr<bool>(open_)](boost::system::error_code /*error*/) {
+        if (!open.expired()) {
+            Accept();
+        }
+    });
 }
 
 }  // namespace demo

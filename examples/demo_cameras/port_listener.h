@@ -2,6 +2,7 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -29,9 +30,11 @@ public:
 private:
     void Bind();
     void Accept();
+    void AcceptLater();
 
     boost::asio::ip::tcp::endpoint endpoint_;
     boost::asio::ip::tcp::acceptor acceptor_;
+    boost::asio::steady_timer pause_;
     Accepted accepted_;
     std::shared_ptr<bool> open_;  // set while open; an accept that outlives its opening finds it gone
 };
