@@ -14,8 +14,8 @@ namespace qarplatform {
 /// Looks host names up on threads of its own, so that a name server that is silent holds up few other names.
 /// A look-up that has begun cannot be cancelled, and a thread that is left behind in it would still run in the system's
 /// resolver while the process ends; so the destructor waits. With a silent name server that takes the resolver's own
-/// time-out: by the defaults of resolv.conf(5) 10 s with one name server and 28 s with three, and as long again for each
-/// search domain that is tried. "options timeout:1 attempts:1" there makes it a tenth.
+/// time-out: by the defaults of resolv.conf(5) 10 s with one name server and 28 s with three, and as long again for
+/// each search domain that is tried. "options timeout:1 attempts:1" there makes it a tenth.
 class HostResolver {
 public:
     using Endpoints = boost::asio::ip::tcp::resolver::results_type;
