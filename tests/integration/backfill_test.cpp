@@ -241,6 +241,7 @@ TEST_F(BackfillTest, OutageWithinTheHostsDowntimeIsFetched) {
         ASSERT_TRUE(host.WaitForQuiet());
         EXPECT_EQ(0, host.Stop());
     }
+    const std::size_t known = journal_.All().size();
     const std::int64_t away_s = camera.GoAway() / 1000;
     ASSERT_TRUE(Eventually([&] { return site_.Clock().NowMs() / 1000 >= away_s + 1200; }));
     const std::int64_t back_s = camera.ComeBack() / 1000;
@@ -254,9 +255,10 @@ TEST_F(BackfillTest, OutageWithinTheHostsDowntimeIsFetched) {
         &done))
         << host.Process().Err();
     ExpectRecorded(camera, done);
-    EXPECT_EQ(
-        1u,
-        journal_.Find([](const Notice& notice) { return notice.Seconds() >= kWeekS && notice.kind == "told"; }).size());
+    const auto all = journal_.All();
+    for (std::size_t i = known; i < all.size(); ++i) {
+        EXPECT_LT(all[i].Seconds(), kWeekS) << "the first week is told at the first contact alone: " << all[i].kind;
+    }
     EXPECT_EQ(0, host.Stop());
 }
 
@@ -327,7 +329,18 @@ TEST_F(BackfillTest, CameraAndBusinessTypeThatLeaveTheConfigurationKeepTheirRows
         }
         EXPECT_EQ(0, host.Stop());
     }
-    ASSERT_EQ(4u, AttemptRows().size());
+    // The first contact's events may make a second, short range of a camera, so that it has one row or two.
+    const auto open = [&](const std::string& which) {
+        return Sql(site_.DatabaseDir() / "backfill.db",
+                   "SELECT * FROM backfill_attempt WHERE " + which + " ORDER BY 1, 2, 3, 4");
+    };
+    const std::string stays = "camera_id = 101 AND business_type = 1";
+    ASSERT_FALSE(open(stays).empty());
+    for (const char* const left : {"camera_id = 101 AND business_type = 2", "camera_id = 102 AND business_type = 1",
+                                   "camera_id = 102 AND business_type = 2"}) {
+        ASSERT_FALSE(open(left).empty()) << left;
+    }
+    const auto kept = open("NOT (" + stays + ")");
     Sql(site_.DataDir() / "site.db",
         "UPDATE plugin SET config_json = json_set(config_json, '$.cameras', json('[101]'), '$.busi_types', json('[1]'))");
     camera.FailArchive(0);
@@ -347,7 +360,8 @@ TEST_F(BackfillTest, CameraAndBusinessTypeThatLeaveTheConfigurationKeepTheirRows
         EXPECT_TRUE(all[i].camera == 101 && all[i].busi == 1) << all[i].kind << " " << all[i].camera;
     }
     EXPECT_EQ(requests, removed.ArchiveRequests());
-    EXPECT_EQ(3u, AttemptRows().size());
+    EXPECT_TRUE(Eventually([&] { return open(stays).empty(); }));
+    EXPECT_EQ(kept, open("NOT (" + stays + ")"));
     EXPECT_EQ(0, host.Stop());
 }
 
