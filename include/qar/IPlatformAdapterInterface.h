@@ -32,6 +32,10 @@ public:
     ///         waits meanwhile. What a constructor throws leaves this call, and the next call tries again.
     static IPlatformAdapterInterface* Instance();
 
+    // For facades that a plug-in makes itself, in its tests for example; the library exports them.
+    IPlatformAdapterInterface() noexcept;
+    IPlatformAdapterInterface(const IPlatformAdapterInterface& other) noexcept;
+    IPlatformAdapterInterface& operator=(const IPlatformAdapterInterface& other) noexcept;
     virtual ~IPlatformAdapterInterface();
 
     virtual std::shared_ptr<IDeviceManagerAPI> GetDeviceManagerAPI() = 0;

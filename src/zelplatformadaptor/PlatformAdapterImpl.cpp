@@ -6,6 +6,10 @@
 
 namespace qar {
 
+IPlatformAdapterInterface::IPlatformAdapterInterface() noexcept = default;
+IPlatformAdapterInterface::IPlatformAdapterInterface(const IPlatformAdapterInterface& other) noexcept = default;
+IPlatformAdapterInterface& IPlatformAdapterInterface::operator=(const IPlatformAdapterInterface& other) noexcept =
+    default;
 IPlatformAdapterInterface::~IPlatformAdapterInterface() = default;
 
 IPlatformAdapterInterface* IPlatformAdapterInterface::Instance() {
