@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "host/DataDirLock.h"
+#include "standalone/site/SiteFile.h"
 
 namespace qarhost {
 
@@ -99,7 +100,11 @@ bool ReceiveLine(const Socket& socket, std::string& line, Clock::time_point dead
 
 }  // namespace
 
-std::string ControlSocketPath(const std::string& data_dir) { return data_dir + "/qarhost.sock"; }
+std::string ControlSocketPath(const std::string& data_dir) {
+    constexpr char kName[] = "/qarhost.sock";
+    static_assert(qarplatform::kLongestDataDir + sizeof kName == sizeof(sockaddr_un::sun_path));
+    return data_dir + kName;
+}
 
 bool AskHost(const std::string& data_dir, const std::string& request, std::chrono::milliseconds timeout,
              std::string& answer, std::string& error) {

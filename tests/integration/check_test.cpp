@@ -42,6 +42,10 @@ INSTANTIATE_TEST_SUITE_P(
         BadSite{"MissingKey", "[[device]]\nid = 1\n", "3: device[1]."},
         BadSite{"NoAddress", "[[device]]\nid = 1\nname = \"a\"\nprobe = \"nowhere\"\n", "6: device[1].probe: "},
         BadSite{"Twice", "[[area]]\nid = 1\nname = \"a\"\n[[area]]\nid = 1\nname = \"b\"\n", "7: area[2].id: "},
+        BadSite{"DataDirTooLongForTheSocket",
+                "data_dir = \"/tmp/0123456789/0123456789/0123456789/0123456789/0123456789/0123456789/0123456789/"
+                "0123456789/0123456789\"\n",
+                "3: site.data_dir: "},
         BadSite{"NoSuchDevice", "[[channel]]\nid = 1\ndevice = 9\nno = 1\n", "5: channel[1].device: "}),
     [](const testing::TestParamInfo<BadSite>& info) { return info.param.name; });
 

@@ -18,6 +18,9 @@ struct ProbeOptions {
     int failures = 1;       ///< failed probes in a row after which a device counts as away
 };
 
+/// Longest data_dir in bytes: the host's control socket lies in it, and the address of a socket holds 107.
+constexpr std::size_t kLongestDataDir = 94;
+
 /// A site file, read and tested. Relative paths are made absolute: data_dir and plug-ins' paths from the file's folder,
 /// the log and the database from data_dir. A plug-in given by a bare file name that does not stand beside the site file
 /// keeps that name, for the host's plug-in folder.

@@ -94,9 +94,14 @@ void SiteFileReader::ReadSite() {
         TomlSection section(*table, "site", errors_);
         section.Text("name", Need::kRequired, file_.name);
         ReadPath(section, "data_dir", data_dir);
+        file_.data_dir = Absolute(folder_, data_dir);
+        if (file_.data_dir.size() > kLongestDataDir) {
+            section.Error("data_dir", "must be a path of at most " + std::to_string(kLongestDataDir) +
+                                          " bytes, as the control socket lies in it, found " +
+                                          std::to_string(file_.data_dir.size()) + ": " + file_.data_dir);
+        }
         section.ReportUnknown();
     }
-    file_.data_dir = Absolute(folder_, data_dir);
 }
 
 void SiteFileReader::ReadLog() {

@@ -195,6 +195,21 @@ TEST_F(SiteFileTest, AbsolutePathsStay) {
     EXPECT_EQ(file.site.plugins[0].path, "/opt/p.so");
 }
 
+TEST_F(SiteFileTest, DataDirHasRoomForTheControlSocketBehindIt) {
+    const auto site = [](std::size_t length) {
+        return "[site]\nname=\"x\"\ndata_dir=\"/" + std::string(length - 1, 'd') + "\"\n";
+    };
+    EXPECT_EQ(Read(site(94)).data_dir.size(), 94U);
+
+    std::vector<SiteFileError> errors;
+    EXPECT_FALSE(ReadSiteFile(folder_.Write("site.toml", site(95)), errors).has_value());
+    ASSERT_EQ(errors.size(), 1U);
+    EXPECT_EQ(errors[0].Text(), folder_.At("site.toml") +
+                                    ":3: site.data_dir: must be a path of at most 94 bytes, as the control socket lies "
+                                    "in it, found 95: /" +
+                                    std::string(94, 'd'));
+}
+
 TEST_F(SiteFileTest, BareNameOfAPluginIsTakenFromBesideTheFileWhenItStandsThere) {
     const std::string text = "[site]\nname=\"x\"\n[[plugin]]\nid=\"p\"\npath=\"p.so\"\n";
     EXPECT_EQ(Read(text).site.plugins[0].path, "p.so");
