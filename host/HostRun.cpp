@@ -1,5 +1,6 @@
 #include "host/HostRun.h"
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -50,6 +51,14 @@ bool MakeFolder(const std::string& dir, std::string& error) {
     return !failed;
 }
 
+// A host with many devices needs more descriptors than the soft limit of a login gives.
+void RaiseFileLimit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 void PublishDatabase(const std::string& dir) {
     ZELPlatform::CLocalDBInfo info;
     info.SetValdbType(qarplatform::kDatabaseSqlite);
@@ -76,6 +85,7 @@ int HostRun::Run() {
 }
 
 int HostRun::Start() try {
+    RaiseFileLimit();
     constexpr Step kSteps[] = {&HostRun::ReadFile,    &HostRun::TakeDataDir,  &HostRun::OpenLog,
                                &HostRun::OpenStore,   &HostRun::SetClock,     &HostRun::OpenDatabase,
                                &HostRun::LoadDevices, &HostRun::StartPlugins, &HostRun::StartProbes,

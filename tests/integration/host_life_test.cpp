@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "integration/support/host_process.h"
@@ -57,6 +58,21 @@ TEST_P(StopSignalsTest, StopTheHostCleanly) {
 
 INSTANTIATE_TEST_SUITE_P(Signals, StopSignalsTest, testing::Values(SIGTERM, SIGINT),
                          [](const auto& info) { return info.param == SIGTERM ? "SIGTERM" : "SIGINT"; });
+
+TEST_F(HostLifeTest, HostMayOpenAsManyFilesAsTheHardLimitAllows) {
+    rlimit limit{};
+    ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &limit));
+    ASSERT_GT(limit.rlim_max, 256u);
+    limit.rlim_cur = 256;
+    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &limit));
+    site_.Write();
+    HostProcess host(site_);
+    ASSERT_TRUE(host.WaitUntilReady()) << host.Process().Err();
+    rlimit of_host{};
+    ASSERT_EQ(0, prlimit(host.Process().Pid(), RLIMIT_NOFILE, nullptr, &of_host));
+    EXPECT_EQ(limit.rlim_max, of_host.rlim_cur);
+    EXPECT_EQ(0, host.Stop());
+}
 
 TEST_F(HostLifeTest, SecondSignalEndsAHostWhoseStopHangs) {
     site_.AddPlugin("stop_hangs", "stop_hangs.so");
