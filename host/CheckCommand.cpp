@@ -98,6 +98,11 @@ int CheckSite(const std::string& site_file, const std::string& plugin_dir, std::
     qarplatform::Site site = file->site;
     if (!TakeStored(file->data_dir, site, out, err)) return kExitDatabase;
     out << "database " << site.database_dir << "\n";
+    std::string error;
+    if (!CheckDatabaseDir(site.database_dir, file->data_dir, error)) {
+        err << "qarhost: " << error << "\n";
+        return kExitDatabase;
+    }
     const bool rows_right = ReportTables(site, out, err);
     const bool plugins_right = ReportPlugins(site, FoldersOf(site_file, plugin_dir), file->data_dir, out, err);
     if (!rows_right) return kExitDatabase;

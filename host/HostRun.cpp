@@ -159,6 +159,7 @@ int HostRun::SetClock() {
 
 int HostRun::OpenDatabase() {
     std::string error;
+    if (!CheckDatabaseDir(site_.database_dir, file_.data_dir, error)) return Fail(kExitDatabase, error);
     if (!MakeFolder(site_.database_dir, error)) return Fail(kExitDatabase, kDatabaseLost + error);
     PublishDatabase(site_.database_dir);
     ends_.emplace_back(&qarplatform::StopDatabase);
@@ -221,6 +222,7 @@ bool HostRun::SetGuard(int device_id, bool guard, std::string& error) {
 }
 
 bool HostRun::SetDatabaseDir(const std::string& dir, std::string& error) {
+    if (!CheckDatabaseDir(dir, file_.data_dir, error)) return false;
     if (!MakeFolder(dir, error)) {
         error = kDatabaseLost + error;
         return false;

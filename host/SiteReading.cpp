@@ -21,4 +21,10 @@ PluginFolders FoldersOf(const std::string& site_file, const std::string& plugin_
 
 std::string StorePath(const std::string& data_dir) { return data_dir + "/site.db"; }
 
+bool CheckDatabaseDir(const std::string& database_dir, const std::string& data_dir, std::string& error) {
+    if (!qarplatform::SameFolder(database_dir, data_dir)) return true;
+    error = "database.dir must not be site.data_dir, where the host's own files lie: " + data_dir;
+    return false;
+}
+
 }  // namespace qarhost

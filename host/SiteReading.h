@@ -19,4 +19,7 @@ PluginFolders FoldersOf(const std::string& site_file, const std::string& plugin_
 /// @return the path of the store of a site
 std::string StorePath(const std::string& data_dir);
 
+/// Refuses the data folder as the folder of the database: the host's own files there would count as schemas.
+bool CheckDatabaseDir(const std::string& database_dir, const std::string& data_dir, std::string& error);
+
 }  // namespace qarhost

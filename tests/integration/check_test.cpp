@@ -46,6 +46,7 @@ INSTANTIATE_TEST_SUITE_P(
                 "data_dir = \"/tmp/0123456789/0123456789/0123456789/0123456789/0123456789/0123456789/0123456789/"
                 "0123456789/0123456789\"\n",
                 "3: site.data_dir: "},
+        BadSite{"DatabaseInTheDataDir", "[database]\ndir = \".\"\n", "4: database.dir: "},
         BadSite{"NoSuchDevice", "[[channel]]\nid = 1\ndevice = 9\nno = 1\n", "5: channel[1].device: "}),
     [](const testing::TestParamInfo<BadSite>& info) { return info.param.name; });
 
@@ -126,6 +127,24 @@ TEST_F(CheckTest, HostStartsOnRubbishRowsAllTheSame) {
     HostProcess host(site_);
     ASSERT_TRUE(host.WaitUntilReady()) << host.Process().Err();
     EXPECT_EQ(0, host.Stop());
+}
+
+TEST_F(CheckTest, StoreWhoseDatabaseIsTheDataFolderIsRefusedByCheckAndRun) {
+    {
+        HostProcess host(site_);
+        ASSERT_TRUE(host.WaitUntilReady()) << host.Process().Err();
+        EXPECT_EQ(0, host.Stop());
+    }
+    HistoryRows(site_.DataDir() / "site.db").Run("UPDATE site SET database_dir = '" + site_.DataDir().string() + "/'");
+    const std::string told =
+        "qarhost: database.dir must not be site.data_dir, where the host's own files lie: " + site_.DataDir().string() +
+        "\n";
+    const Ended checked = Check();
+    EXPECT_EQ(5, checked.exit_code);
+    EXPECT_EQ(told, checked.err);
+    HostProcess host(site_);
+    EXPECT_EQ(5, host.Process().WaitForEnd());
+    EXPECT_EQ(told, host.Process().Err());
 }
 
 }  // namespace

@@ -114,6 +114,19 @@ TEST_F(ControlTest, DatabaseFolderThatCannotBeMadeIsRefusedAndTheOldOneStays) {
     EXPECT_EQ(0, host.Stop());
 }
 
+TEST_F(ControlTest, DataFolderAsDatabaseFolderIsRefusedAndTheOldOneStays) {
+    HostProcess host(site_);
+    Settle(host);
+    const Ended ended = host.Command("database", {"--dir", site_.DataDir().string() + "/."});
+    EXPECT_EQ(1, ended.exit_code);
+    EXPECT_EQ("qarhost: database.dir must not be site.data_dir, where the host's own files lie: " +
+                  site_.DataDir().string() + "\n",
+              ended.err);
+    ASSERT_TRUE(host.State());
+    EXPECT_EQ(site_.DatabaseDir().string(), host.State()->database);
+    EXPECT_EQ(0, host.Stop());
+}
+
 TEST_F(ControlTest, StatusShowsTablesToPeople) {
     HostProcess host(site_);
     Settle(host);

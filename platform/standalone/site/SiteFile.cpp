@@ -89,4 +89,14 @@ std::optional<SiteFile> ParseSiteFile(std::string_view text, const std::string& 
     return site_file;
 }
 
+bool SameFolder(const std::string& left, const std::string& right) {
+    const auto real = [](const std::string& path) {
+        const std::filesystem::path folder = std::filesystem::path(path) / "";
+        std::error_code failed;
+        const std::filesystem::path found = std::filesystem::weakly_canonical(folder, failed);
+        return failed ? folder.lexically_normal() : found;
+    };
+    return real(left) == real(right);
+}
+
 }  // namespace qarplatform

@@ -56,4 +56,7 @@ std::optional<SiteFile> ReadSiteFile(const std::string& path, std::vector<SiteFi
 std::optional<SiteFile> ParseSiteFile(std::string_view text, const std::string& path,
                                       std::vector<SiteFileError>& errors);
 
+/// @return whether two absolute paths name one folder; neither needs to be there
+bool SameFolder(const std::string& left, const std::string& right);
+
 }  // namespace qarplatform

@@ -141,6 +141,9 @@ void SiteFileReader::ReadDatabase() {
     if (const toml::table* table = root_.Table("database", Need::kOptional)) {
         TomlSection section(*table, "database", errors_);
         ReadPath(section, "dir", dir);
+        if (!dir.empty() && SameFolder(Absolute(file_.data_dir, dir), file_.data_dir)) {
+            section.Error("dir", "must not be site.data_dir, where the host's own files lie");
+        }
         section.ReportUnknown();
     }
     file_.site.database_dir = Absolute(file_.data_dir, dir);

@@ -210,6 +210,16 @@ TEST_F(SiteFileTest, DataDirHasRoomForTheControlSocketBehindIt) {
                                     std::string(94, 'd'));
 }
 
+TEST_F(SiteFileTest, DatabaseThatLeadsToTheDataDirByALinkIsRefused) {
+    std::filesystem::create_directory(folder_.At("data"));
+    std::filesystem::create_directory_symlink(folder_.At("data"), folder_.At("link"));
+    std::vector<SiteFileError> errors;
+    const std::string text = "[site]\nname=\"x\"\n[database]\ndir=\"../link\"\n";
+    EXPECT_FALSE(ReadSiteFile(folder_.Write("site.toml", text), errors).has_value());
+    ASSERT_EQ(errors.size(), 1U);
+    EXPECT_EQ(errors[0].key, "database.dir");
+}
+
 TEST_F(SiteFileTest, BareNameOfAPluginIsTakenFromBesideTheFileWhenItStandsThere) {
     const std::string text = "[site]\nname=\"x\"\n[[plugin]]\nid=\"p\"\npath=\"p.so\"\n";
     EXPECT_EQ(Read(text).site.plugins[0].path, "p.so");
@@ -307,6 +317,9 @@ const Broken kBroken[] = {
      {"4: log.level: must be debug, information, warning, error or critical, found \"all\""}},
     {"SizeOfLog", "[log]\nmax_bytes = 10\n", {"4: log.max_bytes: must be 4096 to 1099511627776, found 10"}},
     {"DataDirEmpty", "data_dir = \"\"\n", {"3: site.data_dir: must not be empty"}},
+    {"DatabaseIsDataDir",
+     "data_dir = \"/nowhere/d\"\n[database]\ndir = \"../d/.\"\n",
+     {"5: database.dir: must not be site.data_dir, where the host's own files lie"}},
     {"FileOfLogEmpty", "[log]\nfile = \"\"\n", {"4: log.file: must not be empty"}},
     {"FolderOfDatabaseEmpty", "[database]\ndir = \"\"\n", {"4: database.dir: must not be empty"}},
     {"FilesOfLog", "[log]\nfiles = 0\n", {"4: log.files: must be 1 to 1000, found 0"}},
