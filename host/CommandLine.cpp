@@ -65,7 +65,7 @@ bool ParseCommandLine(int argc, const char* const* argv, const std::string& vers
         ->required()
         ->check(CLI::Range(1, std::numeric_limits<int>::max()));
     std::string on_off;
-    guard->add_option("STATE", on_off, "on or off")->required()->check(CLI::IsMember({"on", "off"}));
+    guard->add_option("STATE", on_off, "on or off")->required();
 
     CLI::App* database = app.add_subcommand("database", "Point a running host to another database folder");
     AddSite(*database, result);
@@ -77,6 +77,9 @@ bool ParseCommandLine(int argc, const char* const* argv, const std::string& vers
     try {
         app.parse(argc, argv);
         if (app.get_subcommands().empty()) throw CLI::RequiredError("A command");
+        if (guard->parsed() && on_off != "on" && on_off != "off") {
+            throw CLI::ValidationError("STATE must be on or off, not '" + on_off + "'");
+        }
     } catch (const CLI::ParseError& e) {
         exit_code = app.exit(e, out, err) == 0 ? kExitOk : kExitCommandLine;
         return false;

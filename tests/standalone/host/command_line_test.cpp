@@ -96,7 +96,7 @@ TEST_F(CommandLineTest, AnUnknownOptionIsRefused) { ExpectRefused({"run", "--sit
 TEST_F(CommandLineTest, TheSiteFileIsNeeded) { ExpectRefused({"run"}, "--site"); }
 
 TEST_F(CommandLineTest, AGuardThatIsNeitherOnNorOffIsRefused) {
-    ExpectRefused({"guard", "--site", "a", "1", "maybe"}, "maybe");
+    ExpectRefused({"guard", "--site", "a", "1", "maybe"}, "STATE must be on or off, not 'maybe'\n");
 }
 
 TEST_F(CommandLineTest, ADeviceThatIsNoIdIsRefused) { ExpectRefused({"guard", "--site", "a", "x1", "on"}, "x1"); }
