@@ -73,8 +73,10 @@ bool Send(const Socket& socket, const std::string& text, Clock::time_point deadl
     while (sent < text.size()) {
         if (!Ready(socket, POLLOUT, deadline, error)) return false;
         const ssize_t count = send(socket.File(), text.data() + sent, text.size() - sent, MSG_NOSIGNAL);
+        // it may have hung up with an answer: what it will not read is too long, say
+        if (count < 0 && (errno == EPIPE || errno == ECONNRESET)) return true;
         if (count < 0 && errno != EAGAIN && errno != EINTR) {
-            error = "the host hung up: " + Reason();
+            error = "cannot send to the host: " + Reason();
             return false;
         }
         sent += count > 0 ? static_cast<std::size_t>(count) : 0;

@@ -121,6 +121,12 @@ TEST_F(ControlServerTest, OverlongLineIsRefusedAndTheClientCutOff) {
     EXPECT_EQ("<hello>", Ask("hello")) << error_;
 }
 
+TEST_F(ControlServerTest, AnswerToARequestThatCannotBeSentWholeIsReadAllTheSame) {
+    Start();
+    const std::string answer = Ask(std::string(4 << 20, 'x'));
+    EXPECT_NE(std::string::npos, answer.find("at most 65536 bytes")) << error_;
+}
+
 TEST_F(ControlServerTest, ThrowingHandlerIsAnErrorOfItsRequestOnly) {
     Start();
     RawClient client(path_);
