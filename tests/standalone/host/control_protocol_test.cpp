@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "host/ControlProtocol.h"
 
 namespace qarhost {
@@ -100,9 +102,12 @@ TEST_F(ControlProtocolTest, HostsReasonIsHandedOn) {
 }
 
 struct BadRequest {
+    const char* name;
     const char* request;
     const char* reason;
 };
+
+void PrintTo(const BadRequest& bad, std::ostream* out) { *out << bad.name; }
 
 class BadRequestTest : public testing::TestWithParam<BadRequest> {};
 
@@ -114,20 +119,25 @@ TEST_P(BadRequestTest, IsAnsweredWithItsReasonAndChangesNothing) {
     EXPECT_NE(std::string::npos, error.find(GetParam().reason)) << error;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    ControlProtocol, BadRequestTest,
-    testing::Values(BadRequest{"", "no JSON"}, BadRequest{"status", "no JSON"},
-                    BadRequest{"{\"command\":\"status\"", "at byte"}, BadRequest{"[]", "not a JSON object"},
-                    BadRequest{"{}", "needs \"command\""}, BadRequest{"{\"command\":1}", "needs \"command\""},
-                    BadRequest{"{\"command\":\"walk\"}", "unknown command \"walk\""},
-                    BadRequest{"{\"command\":\"guard\",\"on\":true}", "needs \"device\""},
-                    BadRequest{"{\"command\":\"guard\",\"device\":1.5,\"on\":true}", "needs \"device\""},
-                    BadRequest{"{\"command\":\"guard\",\"device\":1}", "needs \"on\""},
-                    BadRequest{"{\"command\":\"guard\",\"device\":1,\"on\":\"yes\"}", "needs \"on\""},
-                    BadRequest{"{\"command\":\"database\"}", "needs \"dir\""},
-                    BadRequest{"{\"command\":\"database\",\"dir\":\"db\"}", "an absolute path"},
-                    BadRequest{"{\"command\":\"database\",\"dir\":\"/a\\u0000b\"}", "control characters"},
-                    BadRequest{"{\"command\":\"database\",\"dir\":\"/a\\u001b[31mb\"}", "control characters"}));
+const BadRequest kBadRequests[] = {
+    {"Empty", "", "no JSON"},
+    {"BareWord", "status", "no JSON"},
+    {"CutOff", R"({"command":"status")", "at byte"},
+    {"List", "[]", "not a JSON object"},
+    {"NoCommand", "{}", "needs \"command\""},
+    {"CommandIsNumber", R"({"command":1})", "needs \"command\""},
+    {"UnknownCommand", R"({"command":"walk"})", "unknown command \"walk\""},
+    {"GuardWithoutDevice", R"({"command":"guard","on":true})", "needs \"device\""},
+    {"GuardOfBrokenDevice", R"({"command":"guard","device":1.5,"on":true})", "needs \"device\""},
+    {"GuardWithoutOn", R"({"command":"guard","device":1})", "needs \"on\""},
+    {"GuardOnIsText", R"({"command":"guard","device":1,"on":"yes"})", "needs \"on\""},
+    {"DatabaseWithoutDir", R"({"command":"database"})", "needs \"dir\""},
+    {"DatabaseRelativeDir", R"({"command":"database","dir":"db"})", "an absolute path"},
+    {"DatabaseDirWithNul", R"({"command":"database","dir":"/a\u0000b"})", "control characters"},
+    {"DatabaseDirWithEscape", R"({"command":"database","dir":"/a\u001b[31mb"})", "control characters"}};
+
+INSTANTIATE_TEST_SUITE_P(ControlProtocol, BadRequestTest, testing::ValuesIn(kBadRequests),
+                         [](const testing::TestParamInfo<BadRequest>& info) { return info.param.name; });
 
 TEST(ControlAnswerTest, AnswerThatIsNoAnswerIsSaidToBeNone) {
     std::string error;
