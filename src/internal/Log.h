@@ -63,9 +63,12 @@ constexpr FunctionName ReadFunctionName(std::string_view pretty) {
 
 /// Writes one line to the platform's log, in place: the function's full name goes first, file and line last. The format
 /// is one literal, so that a line of the log can be found in the sources.
-#define QAR_LOG(level, module, format, ...)                                                                   \
-    do {                                                                                                      \
-        static constexpr auto qar_function_name = ::qar::internal::ReadFunctionName(__PRETTY_FUNCTION__);     \
-        ::LogSinkWrite(level, module, format, qar_function_name.c_str() __VA_OPT__(, ) __VA_ARGS__, __FILE__, \
-                       __LINE__);                                                                             \
+#define QAR_LOG(level, module, format, ...)                                                               \
+    do {                                                                                                  \
+        static constexpr auto qar_function_name = ::qar::internal::ReadFunctionName(__PRETTY_FUNCTION__); \
+        QAR_LOG_FOR(qar_function_name.c_str(), level, module, format __VA_OPT__(, ) __VA_ARGS__);         \
     } while (false)
+
+/// QAR_LOG in a helper, whose lines bear the name of the function that it works for.
+#define QAR_LOG_FOR(function_name, level, module, format, ...) \
+    ::LogSinkWrite(level, module, format, function_name __VA_OPT__(, ) __VA_ARGS__, __FILE__, __LINE__)

@@ -27,26 +27,16 @@ constexpr int kAllBusiTypes = -1;
 
 bool CHistoryStateMgr::SetCareCameraStateInfo(const std::string& plugin, int busi, const std::set<int>& cameras) {
     if (cameras.empty()) return true;
-    std::string table;
-    std::string key_column;
-    NotifyFunc notify_func;
-    {
-        // exclusive, as two such calls at one moment would race on the set
-        boost::unique_lock<boost::shared_mutex> lock(plugin_lock_);
-        const auto found = map_plugin_id_.find(plugin);
-        if (found == map_plugin_id_.end()) {
+    SPluginNotifyInfo info;
+    switch (AddCareCameras(info, plugin, busi, cameras)) {
+        case ECareResult::kNoPlugin:
             QAR_LOG(kLogError, kModuleCommon, "[%s]no register plugin_id = %s[%s(%d)]", plugin.c_str());
             return false;
-        }
-        SPluginNotifyInfo& info = found->second;
-        if (info.busi_types_.count(busi) == 0) {
+        case ECareResult::kNoBusiType:
             QAR_LOG(kLogError, kModuleCommon, "[%s]no register busi_type value = %d[%s(%d)]", busi);
             return false;
-        }
-        info.care_cameras_[busi].insert(cameras.begin(), cameras.end());
-        table = info.table_name_;
-        key_column = info.key_column_;
-        notify_func = info.notify_func_;
+        case ECareResult::kAdded:
+            break;
     }
 
     std::map<int, std::vector<SStateRange>> ranges;
@@ -81,13 +71,14 @@ bool CHistoryStateMgr::SetCareCameraStateInfo(const std::string& plugin, int bus
         }
         const SHistoryTime time = PlainToTime(text, offset);
         const bool first_add = !IsExistCameraState(plugin, busi, camera);
-        if (first_add && !HandleFirstAdd(plugin, busi, camera, time, table, key_column)) {
+        if (first_add && !HandleFirstAdd(plugin, busi, camera, time, info.table_name_, info.key_column_)) {
             QAR_LOG(kLogError, kModuleCommon,
                     "[%s]add fist state is fail plugin_id = %s, busi_type = %d, camera_id = %d, time = %s[%s(%d)]",
                     plugin.c_str(), busi, camera, TimeToISO(time).c_str());
             continue;
         }
-        if (!AddHistoryStateInfo(plugin, busi, camera, SHistoryState(time, kStateContact), table, key_column)) {
+        if (!AddHistoryStateInfo(plugin, busi, camera, SHistoryState(time, kStateContact), info.table_name_,
+                                 info.key_column_)) {
             QAR_LOG(
                 kLogError, kModuleCommon,
                 "[%s]add history state info is fail camera_id = %d, str_plugin_id = %s, n_busi_type = %d, time = %s[%s(%d)]",
@@ -98,7 +89,7 @@ bool CHistoryStateMgr::SetCareCameraStateInfo(const std::string& plugin, int bus
     }
 
     if (ranges.empty()) return true;
-    if (!notify_func) {
+    if (!info.notify_func_) {
         QAR_LOG(kLogError, kModuleCommon, "[%s]notify_func is null[%s(%d)]");
         return true;
     }
@@ -110,41 +101,32 @@ bool CHistoryStateMgr::SetCareCameraStateInfo(const std::string& plugin, int bus
                 plugin.c_str(), busi, camera, range.str_begin_time_.c_str(), range.str_end_time_.c_str());
         }
     }
-    notify_func(ranges, busi);
+    info.notify_func_(ranges, busi);
     return true;
 }
 
 bool CHistoryStateMgr::SetCareCameraStateInfoEx(const std::string& plugin, int busi, const std::set<int>& cameras) {
     if (cameras.empty()) return true;
-    std::string table;
-    std::string key_column;
-    NotifyFunc notify_func;
-    {
-        boost::unique_lock<boost::shared_mutex> lock(plugin_lock_);
-        const auto found = map_plugin_id_.find(plugin);
-        if (found == map_plugin_id_.end()) {
+    SPluginNotifyInfo info;
+    switch (AddCareCameras(info, plugin, busi, cameras)) {
+        case ECareResult::kNoPlugin:
             QAR_LOG(kLogError, kModuleCommon, "[%s]no register plugin_id = %s[%s(%d)]", plugin.c_str());
             return false;
-        }
-        SPluginNotifyInfo& info = found->second;
-        if (info.busi_types_.count(busi) == 0) {
+        case ECareResult::kNoBusiType:
             QAR_LOG(kLogError, kModuleCommon, "[%s]no register busi_type value = %d[%s(%d)]", busi);
             return false;
-        }
-        info.care_cameras_[busi].insert(cameras.begin(), cameras.end());
-        table = info.table_name_;
-        key_column = info.key_column_;
-        notify_func = info.notify_func_;
+        case ECareResult::kAdded:
+            break;
     }
     if (!ptr_db_history_data_) {
         QAR_LOG(kLogError, kModuleCommon, "[%s]ptr_db_history_data_ nullptr plugin_id = %s[%s(%d)]", plugin.c_str());
         return false;
     }
     StateRowMap rows;
-    if (!ptr_db_history_data_->QueryCameraStateByCameraID(rows, plugin, table, cameras)) {
+    if (!ptr_db_history_data_->QueryCameraStateByCameraID(rows, plugin, info.table_name_, cameras)) {
         QAR_LOG(kLogError, kModuleCommon,
                 "[%s]QueryCameraStateByCameraID failed plugin_id = %s, table_name = %s[%s(%d)]", plugin.c_str(),
-                table.c_str());
+                info.table_name_.c_str());
         return false;
     }
     const auto rows_of_busi = rows.find(busi);
@@ -213,14 +195,15 @@ bool CHistoryStateMgr::SetCareCameraStateInfoEx(const std::string& plugin, int b
                 }
             }
         }
-        if (first_add && !HandleFirstAdd(plugin, busi, camera, time, table, key_column)) {
+        if (first_add && !HandleFirstAdd(plugin, busi, camera, time, info.table_name_, info.key_column_)) {
             QAR_LOG(kLogError, kModuleCommon,
                     "[%s]add fist state is fail plugin_id = %s, busi_type = %d, camera_id = %d, time = %s[%s(%d)]",
                     plugin.c_str(), busi, camera, TimeToISO(time).c_str());
             result = false;
             continue;
         }
-        if (!AddHistoryStateInfo(plugin, busi, camera, SHistoryState(time, kStateContact), table, key_column)) {
+        if (!AddHistoryStateInfo(plugin, busi, camera, SHistoryState(time, kStateContact), info.table_name_,
+                                 info.key_column_)) {
             QAR_LOG(
                 kLogError, kModuleCommon,
                 "[%s]add history state info is fail camera_id = %d, str_plugin_id = %s, n_busi_type = %d, time = %s[%s(%d)]",
@@ -232,7 +215,7 @@ bool CHistoryStateMgr::SetCareCameraStateInfoEx(const std::string& plugin, int b
     }
 
     if (ranges.empty()) return result;
-    if (!notify_func) {
+    if (!info.notify_func_) {
         QAR_LOG(kLogError, kModuleCommon, "[%s]notify_func is null[%s(%d)]");
         return true;
     }
@@ -244,7 +227,7 @@ bool CHistoryStateMgr::SetCareCameraStateInfoEx(const std::string& plugin, int b
                 plugin.c_str(), busi, camera, range.str_begin_time_.c_str(), range.str_end_time_.c_str());
         }
     }
-    notify_func(ranges, busi);
+    info.notify_func_(ranges, busi);
     return result;
 }
 
@@ -408,6 +391,21 @@ void CHistoryStateMgr::RemoveDelayCamera(const std::string& plugin, const std::s
             busi_types[busi].erase(camera);
         }
     }
+}
+
+CHistoryStateMgr::ECareResult CHistoryStateMgr::AddCareCameras(SPluginNotifyInfo& out, const std::string& plugin,
+                                                               int busi, const std::set<int>& cameras) {
+    // exclusive, as two such calls at one moment would race on the set
+    boost::unique_lock<boost::shared_mutex> lock(plugin_lock_);
+    const auto found = map_plugin_id_.find(plugin);
+    if (found == map_plugin_id_.end()) return ECareResult::kNoPlugin;
+    SPluginNotifyInfo& info = found->second;
+    if (info.busi_types_.count(busi) == 0) return ECareResult::kNoBusiType;
+    info.care_cameras_[busi].insert(cameras.begin(), cameras.end());
+    out.table_name_ = info.table_name_;
+    out.key_column_ = info.key_column_;
+    out.notify_func_ = info.notify_func_;
+    return ECareResult::kAdded;
 }
 
 // The two state 1 points, seven days back and now, make the seven days an exception range.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <boost/thread/shared_mutex.hpp>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -82,7 +83,13 @@ private:
     /// Business type to camera to timeline.
     using BusiTimelines = std::map<int, std::map<int, StateTimeline>>;
 
+    enum class ECareResult { kAdded, kNoPlugin, kNoBusiType };
+
     bool GetPluginNotifyInfo(SPluginNotifyInfo& out, const std::string& plugin);
+    /// Enters cameras into the care set of a plug-in that may care under that business type.
+    /// @param out  gets the registration without its two sets
+    ECareResult AddCareCameras(SPluginNotifyInfo& out, const std::string& plugin, int busi,
+                               const std::set<int>& cameras);
     bool HandleFirstAdd(const std::string& plugin, int busi, int camera, const SHistoryTime& time,
                         const std::string& table, const std::string& key_column);
     bool IsGuard(bool& b_guard, int camera);
@@ -107,6 +114,12 @@ private:
 
     /// Plug-in to business type to cameras that have a timeline.
     std::map<std::string, std::map<int, std::vector<int>>> CopyTimelineKeys();
+
+    using SweepStep = std::function<void(const std::string& plugin, const SPluginNotifyInfo& info, int busi, int camera,
+                                         const SHistoryTime& now)>;
+    /// Takes a step for each timeline that stands at the call, with the camera's present time. No lock is held in it.
+    /// @param sweep  the sweep's qualified name, for the log
+    void SweepTimelines(const char* sweep, const SweepStep& step);
 
     std::shared_ptr<IDBHistoryData> ptr_db_history_data_;  // set once, in the constructor
 

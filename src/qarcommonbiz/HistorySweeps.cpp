@@ -1,5 +1,6 @@
 // Periodic jobs: what the timer posts, and the two sweeps over all cameras.
 
+#include <functional>
 #include <mutex>
 
 #include "internal/Log.h"
@@ -51,81 +52,70 @@ std::map<std::string, std::map<int, std::vector<int>>> CHistoryStateMgr::CopyTim
     return keys;
 }
 
-void CHistoryStateMgr::CheckExpireState() {
+void CHistoryStateMgr::SweepTimelines(const char* sweep, const SweepStep& step) {
     for (const auto& [plugin, busi_types] : CopyTimelineKeys()) {
         SPluginNotifyInfo info;
         if (!GetPluginNotifyInfo(info, plugin)) {
-            QAR_LOG(kLogError, kModuleCommon, "[%s]not find map_plugin_id notify info plugin_id = %s[%s(%d)]",
-                    plugin.c_str());
+            QAR_LOG_FOR(sweep, kLogError, kModuleCommon,
+                        "[%s]not find map_plugin_id notify info plugin_id = %s[%s(%d)]", plugin.c_str());
             continue;
         }
         for (const auto& [busi, cameras] : busi_types) {
             for (const int camera : cameras) {
                 const auto ptr_dev_time_zone = IPlatformAdapterInterface::Instance()->GetDeviceTimeZoneAPI();
                 if (!ptr_dev_time_zone) {
-                    QAR_LOG(kLogError, kModuleCommon, "[%s]ptr_dev_time_zone is null[%s(%d)]");
+                    QAR_LOG_FOR(sweep, kLogError, kModuleCommon, "[%s]ptr_dev_time_zone is null[%s(%d)]");
                     return;
                 }
                 std::string text;
                 int offset = 0;
                 if (!ptr_dev_time_zone->GetCameraTimeEx(text, offset, camera, kNow)) {
-                    QAR_LOG(kLogError, kModuleCommon, "[%s] get device time is fail camera_id = %d[%s(%d)]", camera);
+                    QAR_LOG_FOR(sweep, kLogError, kModuleCommon, "[%s] get device time is fail camera_id = %d[%s(%d)]",
+                                camera);
                     continue;
                 }
-                SHistoryTime expire = PlainToTime(text, offset);
-                AddDays(expire, -kExpireDays);
-                if (!DelExpireStateByTime(plugin, busi, camera, expire, info.table_name_, info.key_column_)) {
-                    QAR_LOG(
-                        kLogError, kModuleCommon,
-                        "[%s]del expire state is fail pug_id = %s, busi_type = %d, camera_id = %d, time = %s, table_name = %s[%s(%d)]",
-                        plugin.c_str(), busi, camera, TimeToISO(expire).c_str(), info.table_name_.c_str());
-                }
+                step(plugin, info, busi, camera, PlainToTime(text, offset));
             }
         }
     }
 }
 
+void CHistoryStateMgr::CheckExpireState() {
+    const auto step = [this](const std::string& plugin, const SPluginNotifyInfo& info, int busi, int camera,
+                             const SHistoryTime& now) {
+        SHistoryTime expire = now;
+        AddDays(expire, -kExpireDays);
+        if (!DelExpireStateByTime(plugin, busi, camera, expire, info.table_name_, info.key_column_)) {
+            QAR_LOG(
+                kLogError, kModuleCommon,
+                "[%s]del expire state is fail pug_id = %s, busi_type = %d, camera_id = %d, time = %s, table_name = %s[%s(%d)]",
+                plugin.c_str(), busi, camera, TimeToISO(expire).c_str(), info.table_name_.c_str());
+        }
+    };
+    SweepTimelines("qar::CHistoryStateMgr::CheckExpireState", step);
+}
+
 // A camera that is not guarded and online gets nothing: that silence is how an absence is remembered.
 void CHistoryStateMgr::CheckCameraState() {
-    for (const auto& [plugin, busi_types] : CopyTimelineKeys()) {
-        SPluginNotifyInfo info;
-        if (!GetPluginNotifyInfo(info, plugin)) {
-            QAR_LOG(kLogError, kModuleCommon, "[%s]not find map_plugin_id notify info plugin_id = %s[%s(%d)]",
-                    plugin.c_str());
-            continue;
+    const auto step = [this](const std::string& plugin, const SPluginNotifyInfo& info, int busi, int camera,
+                             const SHistoryTime& now) {
+        bool b_guard = false;
+        if (!IsGuard(b_guard, camera) || !IsCameraOnline(camera)) {
+            QAR_LOG(kLogError, kModuleCommon,
+                    "[%s]check gurad is fail plugin_id = %s, busy_type = %d, camera_id = %d[%s(%d)]", plugin.c_str(),
+                    busi, camera);
+            return;
         }
-        for (const auto& [busi, cameras] : busi_types) {
-            for (const int camera : cameras) {
-                const auto ptr_dev_time_zone = IPlatformAdapterInterface::Instance()->GetDeviceTimeZoneAPI();
-                if (!ptr_dev_time_zone) {
-                    QAR_LOG(kLogError, kModuleCommon, "[%s]ptr_dev_time_zone is null[%s(%d)]");
-                    return;
-                }
-                std::string text;
-                int offset = 0;
-                if (!ptr_dev_time_zone->GetCameraTimeEx(text, offset, camera, kNow)) {
-                    QAR_LOG(kLogError, kModuleCommon, "[%s] get device time is fail camera_id = %d[%s(%d)]", camera);
-                    continue;
-                }
-                const SHistoryTime time = PlainToTime(text, offset);
-                bool b_guard = false;
-                if (!IsGuard(b_guard, camera) || !IsCameraOnline(camera)) {
-                    QAR_LOG(kLogError, kModuleCommon,
-                            "[%s]check gurad is fail plugin_id = %s, busy_type = %d, camera_id = %d[%s(%d)]",
-                            plugin.c_str(), busi, camera);
-                    continue;
-                }
-                if (!b_guard) continue;
-                if (!AddHistoryStateInfo(plugin, busi, camera, SHistoryState(time, kStateInOrder), info.table_name_,
-                                         info.key_column_)) {
-                    QAR_LOG(
-                        kLogError, kModuleCommon,
-                        "[%s]add history state info is fail plugin_id = %s, busi_type = %d, camera_id = %d, time = %s[%s(%d)]",
-                        plugin.c_str(), busi, camera, TimeToISO(time).c_str());
-                }
-            }
+        if (!b_guard) return;
+        if (!AddHistoryStateInfo(plugin, busi, camera, SHistoryState(now, kStateInOrder), info.table_name_,
+                                 info.key_column_)) {
+            QAR_LOG(
+                kLogError, kModuleCommon,
+                "[%s]add history state info is fail plugin_id = %s, busi_type = %d, camera_id = %d, time = %s[%s(%d)]",
+                plugin.c_str(), busi, camera, TimeToISO(now).c_str());
         }
-    }
+    };
+    SweepTimelines("qar::CHistoryStateMgr::CheckCameraState", step);
 }
 
 }  // namespace qar

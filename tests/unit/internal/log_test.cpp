@@ -39,6 +39,12 @@ TEST_F(LogTest, LineCarriesTheFullNameOfTheFunctionAlsoInsideALambda) {
                             LineIn("qar::logtest::Speaker::SpeakInLambda", 4, "QARCommonMsg", "7")));
 }
 
+TEST_F(LogTest, LineOfAHelperCarriesTheNameOfTheFunctionItWorksFor) {
+    const auto help = [](const char* function) { QAR_LOG_FOR(function, 4, "QARCommon", "[%s]%d missed[%s(%d)]", 7); };
+    help("qar::logtest::Speaker::Speak");
+    EXPECT_THAT(platform.log.Lines(), ElementsAre(LineIn("qar::logtest::Speaker::Speak", 4, "QARCommon", "7 missed")));
+}
+
 TEST_F(LogTest, FormatIsPassedOnAsItStandsWithFileAndLineBehind) {
     QAR_LOG(5, "QARCommon", "[%s]no newline before the end[%s(%d)]");
     const int line = __LINE__ - 1;
