@@ -13,9 +13,11 @@ namespace qar {
 using StateRowMap = std::map<int, std::map<int, std::map<std::string, int>>>;
 
 /// The rows of plug-ins' history tables: each operation is one statement on the plug-in's connections.
-/// `plugin` selects the connections, `table` is put into the SQL text as it stands. Moments are ISO texts with offset,
-/// but for old_time and expire_time, which are plain "YYYY-MM-DD HH:MM:SS" on the device's clock.
-/// Every operation gives false on failure and says the reason in the log; nothing is retried.
+/// `plugin` selects the connections, which IDBManager::Initialize opens; `busi` is a business type and `camera` a
+/// channel id. `table`, `key_column` and the plain texts are put into the SQL as they stand, so they must never come
+/// from input. Moments are ISO texts with offset, but for old_time and expire_time, which are plain "YYYY-MM-DD
+/// HH:MM:SS" on the device's clock. Every operation gives false on failure and says the reason in the log; nothing is
+/// retried, and a change that failed has changed nothing. To change or delete a row that is not there is no failure.
 /// Threads: any; every operation blocks on the database.
 /// Has no virtual destructor: objects are held only by a std::shared_ptr made from their implementation.
 class QARCOMMON_API IDBHistoryData {
@@ -29,7 +31,7 @@ public:
     /// Sets the state of the row of a moment.
     virtual bool UpdateDBHistorySateType(const std::string& plugin, int busi, int camera, int state,
                                          const std::string& iso_time, const std::string& table) = 0;
-    /// Adds a row; its key is a new number of the database.
+    /// Adds a row; its key is a new number of the database, 0 when that gives none.
     virtual bool AddDBHistoryStateInfo(const std::string& plugin, int busi, int camera, int state,
                                        const std::string& iso_time, const std::string& table,
                                        const std::string& key_column) = 0;
@@ -39,10 +41,13 @@ public:
     /// Deletes the rows before a moment.
     virtual bool DelDBHistorySateByExpireTime(const std::string& plugin, int busi, int camera,
                                               const std::string& expire_time, const std::string& table) = 0;
+    /// Deletes a camera's rows of one business type.
     virtual bool DelDBHistoryStateByCameraIDAndBusiType(const std::string& plugin, int busi, int camera,
                                                         const std::string& table) = 0;
+    /// Deletes a camera's rows of every business type.
     virtual bool DelDBHistoryStateByCameraID(const std::string& plugin, int camera, const std::string& table) = 0;
-    /// Reads the rows of the given cameras, whatever node they stand on. @return false for an empty set, too
+    /// Reads the rows of the given cameras, whatever node they stand on. On failure `out` holds what was read so far.
+    /// @return false for an empty set, too
     virtual bool QueryCameraStateByCameraID(StateRowMap& out, const std::string& plugin, const std::string& table,
                                             const std::set<int>& cameras) = 0;
 

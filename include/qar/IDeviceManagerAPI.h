@@ -17,7 +17,7 @@ namespace qar {
 
 /// The platform's devices and channels, as fresh copies or as the live objects.
 /// Channel type 1001 is a camera, device type 2001 a camera's device. The order of ids and types differs between
-/// operations and is part of the contract.
+/// operations and is part of the contract. Ids are unique within a type.
 /// Records passed in are never reset: what a look-up does not fill stays as it was. Lists are appended to, never
 /// cleared. Threads: any; nothing blocks on a device. Ownership: records handed out belong to the caller; live objects
 /// belong to the platform and should not be kept.
@@ -33,7 +33,7 @@ public:
     virtual bool GetDeviceInfoByID(SDeviceBaseInfo& device, int n_device_id, int n_device_type) = 0;
     /// @return true if found, also for a device without the video feature
     virtual bool GetDeviceDetailInfo(SDeviceDetailInfo& device, int n_device_id, int n_device_type) = 0;
-    /// Appends a device's channels of a type. @return true if the device is found
+    /// Appends a device's channels of a type. @return true if the device is found, also when it has none of that type
     virtual bool GetDeviceChannels(std::list<std::shared_ptr<SChannelBaseInfo>>& channels, int n_device_id,
                                    int n_device_type, int n_channel_type) = 0;
     /// @return true if found, also for a channel whose device is gone: its device id and type stay as they were

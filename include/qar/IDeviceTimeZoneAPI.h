@@ -17,7 +17,7 @@ struct SDeviceTimeZoneInfo {
 
 /// Devices' clocks and time zones.
 /// Time texts are "YYYY-MM-DD HH:MM:SS" on the device's clock; offsets are seconds from UTC, east positive; a UTC time
-/// is in seconds since 1970, -1 for the present of the device's own clock.
+/// is in seconds since 1970, -1 for the present of the device's own clock. Camera ids are channel ids of the type 1001.
 /// Threads: any; nothing blocks on a device.
 class QARCOMMON_API IDeviceTimeZoneAPI {
 public:
@@ -35,17 +35,21 @@ public:
     virtual bool GetDeviceTimeEx(std::string& text, int& offset, int n_device_id, int n_device_type,
                                  long long n_utc_time) = 0;
     /// The time -1 is the server's present here.
-    /// @param text  gets "YYYY-MM-DDTHH:MM:SS+HH:MM" in the device's zone; untouched for a device without a zone
+    /// @param text    gets "YYYY-MM-DDTHH:MM:SS+HH:MM" in the device's zone; untouched for a device without a zone
+    /// @param offset  gets the offset as GetDeviceTime gives it
     /// @return true
     virtual bool GetDeviceISOTime(std::string& text, int& offset, int n_device_id, int n_device_type,
                                   long long n_utc_time) = 0;
     /// GetDeviceTime of the camera's device. @return false if camera or device is unknown, the outputs untouched then
     virtual bool GetCameraTime(std::string& text, int& offset, int n_camera_id, long long n_utc_time) = 0;
-    /// GetDeviceTimeEx of the camera's device. @return false also if camera or device is unknown
+    /// GetDeviceTimeEx of the camera's device. @return false also if camera or device is unknown, the outputs untouched
+    /// then
     virtual bool GetCameraTimeEx(std::string& text, int& offset, int n_camera_id, long long n_utc_time) = 0;
-    /// GetDeviceISOTime of the camera's device. @return false if camera or device is unknown
+    /// GetDeviceISOTime of the camera's device. @return false if camera or device is unknown, the outputs untouched
+    /// then
     virtual bool GetCameraISOTime(std::string& text, int& offset, int n_camera_id, long long n_utc_time) = 0;
-    /// @return true if the device has a time zone; the rules of a daylight saving that is off are given too
+    /// @param info  gets the zone, also the rules of a daylight saving that is off; untouched on false
+    /// @return true if the device has a time zone
     virtual bool GetDeviceTimeZoneInfo(SDeviceTimeZoneInfo& info, int n_device_id, int n_device_type) = 0;
     /// The offset that holds at a local time of the device. A daylight saving whose start lies after its end within the
     /// year (southern zones) does not count here.

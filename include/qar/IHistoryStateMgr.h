@@ -53,8 +53,9 @@ public:
     ///         the last case the plug-in stays registered and must UnRegister before it tries again
     virtual bool Register(NotifyFunc notify_func, const std::set<int>& busi_types, const std::string& plugin,
                           const std::string& table_name, const std::string& key_column) = 0;
-    /// Forgets the plug-in; its rows stay. The last plug-in's call ends the timer and the workers for good: no periodic
-    /// job runs any more in this process, so a plug-in must not unregister in order to recover.
+    /// Forgets the plug-in; its rows stay. A callback that runs may still be at work when this
+    /// returns, so what it uses must live on. The last plug-in's call ends the timer and the workers for good: no
+    /// periodic job runs any more in this process, so a plug-in must not unregister in order to recover.
     virtual void UnRegister(const std::string& plugin) = 0;
     /// Cares for cameras that stand on this node with their history in memory. A camera whose device is guarded and
     /// answers gets a point at once; one without a timeline is told as a range of seven days.
@@ -66,10 +67,11 @@ public:
     ///         DelCareCameraStateInfoAtMoveOutByCameraIDs or, once any of the plug-in's cameras has had a timeline
     ///         under that business type, by DelCareCameraStateInfo
     virtual bool SetCareCameraStateInfoEx(const std::string& plugin, int busi, const std::set<int>& cameras) = 0;
-    /// Ends the care for cameras under one business type and deletes their timelines and rows.
+    /// Ends the care for cameras under one business type and deletes their timelines and rows. A failed statement is
+    /// only logged: the rows that it left come back with the next Register. An unknown plug-in is only logged, too.
     virtual void DelCareCameraStateInfo(const std::string& plugin, int busi, const std::set<int>& cameras) = 0;
     /// Ends the care for a camera under every business type and deletes its timelines and rows. Does nothing for a
-    /// camera that the plug-in does not care for, also when it is put off.
+    /// camera that the plug-in does not care for, also when it is put off. Failures are only logged, as above.
     virtual void DelCareCameraStateInfoByCameraID(const std::string& plugin, int camera) = 0;
     /// @param out  becomes the cared cameras; stays as it is for an unknown plug-in
     virtual void GetCareCameraList(std::set<int>& out, const std::string& plugin, int busi) = 0;

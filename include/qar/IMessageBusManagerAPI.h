@@ -59,7 +59,7 @@ public:
     /// @return false for an empty function, or when the platform refuses
     virtual bool SubscribeChangeMsg(const std::string& observer, const std::set<int>& types, ChangeFunc fn,
                                     const std::string& plugin) = 0;
-    /// Ends all plain subscriptions of the plug-in on the topic.
+    /// Ends all plain subscriptions of the plug-in on the topic. A call that is on its way may still come.
     virtual void UnsubscribeChangeMsg(const std::string& observer, const std::string& plugin) = 0;
     virtual bool PostEventMsg(std::shared_ptr<IBusMsg> msg) = 0;
     /// Sends a message on a topic. @return false for an empty message, or when the platform refuses
@@ -74,10 +74,11 @@ public:
                                    const std::list<ClientType>& client_types) = 0;
     /// Subscribes the plug-in to types of a topic. A plug-in has one function and one user data for each topic; a
     /// second call with the same two adds types.
-    /// @param types  an empty set is all types
-    /// @param fn     must not be null
+    /// @param types      an empty set is all types
+    /// @param fn         must not be null
+    /// @param user_data  the plug-in's own, handed to each call as it is; must live as long as calls may come
     /// @return false: last error (0, 2) for a null function, (0, 40945) for another function or user data than the
-    ///         topic's (the first subscription stays), otherwise the platform's
+    ///         topic's (the first subscription stays), (0, 1) when memory ran out at the end, otherwise the platform's
     virtual bool SubscribeChangeMsgEx(const std::string& observer, const std::set<int>& types, ChangeFuncEx fn,
                                       void* user_data, const std::string& plugin) = 0;
     /// Ends the whole subscription of the plug-in on the topic. A call that is on its way may still come.
