@@ -47,10 +47,9 @@ void DeviceContact::OnResult(const ProbeResult& result) {
 }
 
 void DeviceContact::OnAnswer(const ProbeResult& result) {
-    const int64_t now_ms = Clock::Get().NowMs();
-    LearnClock(result, now_ms);
+    LearnClock(result);
     failed_ = 0;
-    device_->SetLastContact(now_ms / 1000);
+    device_->SetLastContact(result.answered_ms / 1000);
     const bool first = !contacted_;
     const bool came_online = !device_->IsOnline();
     if (!first && !came_online) {
@@ -84,7 +83,7 @@ void DeviceContact::OnFailure(const std::string& reason) {
                  device_->Name().c_str(), device_->GetTextC().c_str(), reason.c_str());
 }
 
-void DeviceContact::LearnClock(const ProbeResult& result, int64_t now_ms) {
+void DeviceContact::LearnClock(const ProbeResult& result) {
     DeviceClock& clock = device_->GetClock();
     if (!result.date) {
         clock.RunOnHostClock();
@@ -105,7 +104,8 @@ void DeviceContact::LearnClock(const ProbeResult& result, int64_t now_ms) {
     }
     date_doubted_ = false;
     int64_t jump_ms = 0;
-    const bool jumped = clock.Learn(date, now_ms, Scaled(result.round_trip), jump_ms) == DeviceClock::Change::kJumped;
+    const bool jumped =
+        clock.Learn(date, result.answered_ms, Scaled(result.round_trip), jump_ms) == DeviceClock::Change::kJumped;
     const bool jumped_before = std::exchange(clock_jumps_, jumped);
     if (jumped && !jumped_before) {
         LogSinkWrite(kLogWarning, kModulePlatform,

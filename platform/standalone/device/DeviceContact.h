@@ -19,7 +19,7 @@ public:
 private:
     void OnAnswer(const ProbeResult& result);
     void OnFailure(const std::string& reason);
-    void LearnClock(const ProbeResult& result, int64_t now_ms);
+    void LearnClock(const ProbeResult& result);
     void DoubtDate(const std::string& date, const char* why);
 
     const std::shared_ptr<LiveDevice> device_;

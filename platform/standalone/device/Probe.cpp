@@ -8,6 +8,8 @@
 #include <boost/asio/write.hpp>
 #include <cerrno>
 
+#include "standalone/base/Clock.h"
+
 namespace qarplatform {
 
 namespace {
@@ -197,6 +199,8 @@ void Probe::Answered() {
     ProbeResult result;
     result.outcome = ProbeResult::Outcome::kAnswered;
     result.date = head_.Date();
+    // read before the round trip's end: what passes between the two then widens the doubt about the date
+    result.answered_ms = Clock::Get().NowMs();
     if (phase_ == Phase::kAnswer) {
         result.round_trip = std::chrono::steady_clock::now() - asked_;
     }

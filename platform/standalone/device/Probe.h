@@ -5,6 +5,7 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -27,7 +28,8 @@ struct ProbeResult {
     Outcome outcome = Outcome::kFailed;
     std::string reason;                      ///< why it failed; the same text for the same fault
     std::optional<std::string> date;         ///< Date of the answer
-    std::chrono::nanoseconds round_trip{0};  ///< real time between the question and the answer
+    std::int64_t answered_ms = 0;            ///< the platform's clock when it answered
+    std::chrono::nanoseconds round_trip{0};  ///< real time from before the question until after answered_ms
 };
 
 /// @return whether an error is a lack of this machine (open files, memory, ports of its own), not the device's doing
