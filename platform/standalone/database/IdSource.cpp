@@ -1,5 +1,7 @@
 #include "standalone/database/IdSource.h"
 
+#include <algorithm>
+
 #include "standalone/database/SchemaFiles.h"
 
 namespace qarplatform {
@@ -35,6 +37,7 @@ int64_t IdSource::Next(std::string& error) {
 void IdSource::RepointLocked(const std::string& folder) {
     folder_ = folder;
     database_.reset();
+    floor_ = std::max(floor_, end_);
     next_ = end_ = 0;
 }
 
@@ -53,9 +56,9 @@ bool IdSource::Open() {
 
 bool IdSource::Refill() {
     Statement take = database_->Prepare(
-        "INSERT INTO qar_sequence(id, next) VALUES(1, 1 + ?1) ON CONFLICT(id) DO UPDATE SET next = next + ?1 "
+        "INSERT INTO qar_sequence(id, next) VALUES(1, ?2 + ?1) ON CONFLICT(id) DO UPDATE SET next = max(next, ?2) + ?1 "
         "RETURNING next");
-    if (!take || !take.BindInt(1, kBlock) || take.Step() != Statement::Result::kRow) {
+    if (!take || !take.BindInt(1, kBlock) || !take.BindInt(2, floor_) || take.Step() != Statement::Result::kRow) {
         database_->NoteError();
         return false;
     }

@@ -12,7 +12,8 @@ namespace qarplatform {
 
 /// Numbers that are unique in a folder's database, over processes and restarts. They are taken from the table
 /// qar_sequence of the main file in blocks, so that most cost no statement; a process that ends leaves the rest of its
-/// block unused. A block is on the disk before a number of it is given out. Threads: any.
+/// block unused. A block is on the disk before a number of it is given out. Nor does a process give out a number twice
+/// when it is pointed to another folder: rows may have been copied there without the main file. Threads: any.
 class IdSource {
 public:
     static constexpr int64_t kBlock = 1000;
@@ -40,6 +41,7 @@ private:
     std::unique_ptr<sqlite::Database> database_;
     int64_t next_ = 0;
     int64_t end_ = 0;
+    int64_t floor_ = 1;  // all numbers of this process's earlier folders lie below
 };
 
 }  // namespace qarplatform

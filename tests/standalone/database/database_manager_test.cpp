@@ -464,9 +464,13 @@ TEST_F(DatabaseManagerTest, NumbersComeFromTheDatabaseOfTheLastParameters) {
     EXPECT_EQ(manager.GetNextID(""), 1);
     EXPECT_EQ(manager.GetNextID(""), 2);
     ASSERT_TRUE(manager.ResetDBParam("p", ParamOf(folder_ / "b")));
-    EXPECT_EQ(manager.GetNextID(""), 1);
+    EXPECT_EQ(manager.GetNextID(""), 1001) << "rows of the first folder may have been copied to the second";
     ASSERT_TRUE(manager.ResetDBParam("p", ParamOf(folder_ / "a")));
-    EXPECT_EQ(manager.GetNextID(""), 1001);
+    EXPECT_EQ(manager.GetNextID(""), 2001);
+
+    DatabaseManager another;
+    ASSERT_TRUE(another.Open("p", 1, ParamOf(folder_ / "b")));
+    EXPECT_EQ(another.GetNextID(""), 2001) << "as that database counts";
 }
 
 TEST_F(DatabaseManagerTest, AFurtherPlugInOfTheSameDatabaseKeepsTheBlock) {
