@@ -19,7 +19,6 @@ namespace qartest {
 namespace {
 
 constexpr std::int64_t kWeekS = 7 * 86400;
-constexpr std::int64_t kProbeS = 60;
 
 constexpr const char* kCurl = R"(fetch = ["curl", "-fsS", "--max-time", "30", "-o", "{out}", )"
                               R"("{archive}/{camera}?begin={begin_unix}&end={end_unix}"])";
@@ -170,7 +169,8 @@ TEST_F(BackfillTest, CutIsFetchedSecondBySecondForEachBusinessTypeAndGoneFromThe
         ASSERT_TRUE(journal_.WaitFor(
             [&](const Notice& notice) {
                 return Is("done", 101, busi)(notice) && notice.Seconds() < kWeekS &&
-                       notice.begin_utc_s <= away_s + 2 * kProbeS && notice.end_utc_s >= back_s;
+                       notice.begin_utc_s <= away_s + 2 * TestSite::kProbeS &&
+                       notice.end_utc_s >= back_s - TestSite::kProbeS;
             },
             &done));
         EXPECT_EQ(TestSite::kWest530S, done.end_offset_s);
@@ -250,7 +250,7 @@ TEST_F(BackfillTest, OutageWithinTheHostsDowntimeIsFetched) {
     ASSERT_TRUE(journal_.WaitFor(
         [&](const Notice& notice) {
             return Is("done")(notice) && notice.Seconds() < kWeekS && notice.begin_utc_s <= away_s &&
-                   notice.end_utc_s >= back_s;
+                   notice.end_utc_s >= back_s - TestSite::kProbeS;
         },
         &done))
         << host.Process().Err();

@@ -18,6 +18,7 @@ namespace qartest {
 class TestSite {
 public:
     static constexpr int kScale = 1200;                // an hour lasts three seconds
+    static constexpr std::int64_t kProbeS = 60;        // period of the probes; a moment is known no better than that
     static constexpr std::int64_t kEast8S = 28800;     // offset of the zone "east8"
     static constexpr std::int64_t kWest530S = -19800;  // offset of the zone "west530"
 
