@@ -8,6 +8,7 @@ function(qar_add_test_program name sources)
                                                "${CMAKE_SOURCE_DIR}/platform")
     target_link_libraries(${name} PRIVATE PlatformInterface ${ARGN} GTest::gmock GTest::gmock_main)
     target_precompile_headers(${name} PRIVATE "${CMAKE_SOURCE_DIR}/cmake/test_pch.h")
+    target_compile_options(${name} PRIVATE -O0) # matchers and mocks take twice as long to compile optimised
     gtest_discover_tests(
         ${name}
         DISCOVERY_MODE PRE_TEST
