@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "mock/FakeDatabase.h"
+#include "mock/PlatformCalls.h"
 
 namespace qarmock {
 
@@ -50,18 +51,20 @@ bool FakeConnect::QuerySortByCollateUDT(const std::string& sql, const std::strin
     return RunQuery("QuerySortByCollateUDT", sql);
 }
 
-bool FakeConnect::IsEnd() { return row_ >= rows_.rows.size(); }
+bool FakeConnect::IsEnd() { return CallFails("CConnect::IsEnd") || AtEnd(); }
 
 void FakeConnect::MoveNext() {
-    if (!IsEnd()) ++row_;
+    if (!CallFails("CConnect::MoveNext") && !AtEnd()) ++row_;
 }
 
 long long FakeConnect::GetInt(const std::string& column) {
+    if (CallFails("CConnect::GetInt " + column)) return 0;
     const auto* value = Find(column);
     return value != nullptr && *value ? std::atoll((*value)->c_str()) : 0;
 }
 
 std::string FakeConnect::GetString(const std::string& column) {
+    if (CallFails("CConnect::GetString " + column)) return std::string();
     const auto* value = Find(column);
     return value != nullptr && *value ? **value : std::string();
 }

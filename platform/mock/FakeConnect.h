@@ -55,6 +55,7 @@ public:
     std::string GetString(const std::string& column) override;
 
 private:
+    bool AtEnd() const { return row_ >= rows_.rows.size(); }
     bool RunQuery(const char* operation, const std::string& sql);
     const std::optional<std::string>* Find(const std::string& column) const;
 

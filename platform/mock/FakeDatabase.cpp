@@ -2,9 +2,13 @@
 
 #include <algorithm>
 
+#include "mock/PlatformCalls.h"
+
 namespace qarmock {
 
 namespace {
+
+constexpr const char* kTold = "failure told by PlatformCalls::Fail";
 
 bool Holds(const std::string& text, const std::string& fragment) { return text.find(fragment) != std::string::npos; }
 
@@ -78,15 +82,17 @@ std::vector<std::string> FakeDatabase::NextIdNames() const {
 }
 
 bool FakeDatabase::Open(const std::string& plugin, unsigned int count, const qar::SDBParam& param) {
+    const bool fails = CallFails("IDBManagerPure::Open");
     std::lock_guard<std::mutex> lock(mutex_);
     opens_.push_back({plugin, count, param});
-    if (unreachable_.count(param.dbName) > 0) return false;
+    if (fails || unreachable_.count(param.dbName) > 0) return false;
     opened_[plugin] = param;
     finalized_.erase(plugin);
     return true;
 }
 
 bool FakeDatabase::Finalize(const std::string& plugin) {
+    if (CallFails("IDBManagerPure::Finalize")) return false;
     std::lock_guard<std::mutex> lock(mutex_);
     if (opened_.erase(plugin) == 0) return false;
     finalized_.insert(plugin);
@@ -94,22 +100,23 @@ bool FakeDatabase::Finalize(const std::string& plugin) {
 }
 
 bool FakeDatabase::ResetDBParam(const std::string& plugin, const qar::SDBParam& param) {
+    const bool fails = CallFails("IDBManagerPure::ResetDBParam");
     std::lock_guard<std::mutex> lock(mutex_);
     resets_.emplace_back(plugin, param);
     const auto found = opened_.find(plugin);
-    if (found == opened_.end()) return false;
+    if (fails || found == opened_.end()) return false;
     found->second = param;
     return true;
 }
 
 bool FakeDatabase::Execute(const std::string& plugin, unsigned int conn_type, const std::string& sql) {
-    std::string error;
+    std::string error = CallFails("IDBManagerPure::Execute") ? kTold : "";
     return Run({plugin, conn_type, "Execute", sql, true}, nullptr, error);
 }
 
 bool FakeDatabase::Query(const char* operation, const std::string& plugin, unsigned int conn_type,
                          const std::string& sql, const qar::IDBManagerPure::ResultFunc& fn) {
-    std::string error;
+    std::string error = CallFails(std::string("IDBManagerPure::") + operation) ? kTold : "";
     FakeRows rows;
     if (!Run({plugin, conn_type, operation, sql, true}, &rows, error)) return false;
     FakeConnect connect(*this, plugin, conn_type);
@@ -119,16 +126,19 @@ bool FakeDatabase::Query(const char* operation, const std::string& plugin, unsig
 }
 
 int64_t FakeDatabase::GetNextID(const std::string& name) {
+    const bool fails = CallFails("IDBManagerPure::GetNextID");
     std::lock_guard<std::mutex> lock(mutex_);
     next_id_names_.push_back(name);
-    return next_id_ == 0 ? 0 : next_id_++;
+    return fails || next_id_ == 0 ? 0 : next_id_++;
 }
 
 bool FakeDatabase::Run(Statement statement, FakeRows* rows, std::string& error) {
     std::lock_guard<std::mutex> lock(mutex_);
     const auto fits = [&statement](const std::string& fragment) { return Holds(statement.sql, fragment); };
     const auto next = std::find_if(fail_next_.begin(), fail_next_.end(), fits);
-    if (finalized_.count(statement.plugin) > 0) {
+    if (!error.empty()) {
+        // told by the caller
+    } else if (finalized_.count(statement.plugin) > 0) {
         error = "the plug-in \"" + statement.plugin + "\" is not open";
     } else if (next != fail_next_.end()) {
         error = "failure told by FailNext(\"" + *next + "\")";

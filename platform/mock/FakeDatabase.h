@@ -77,6 +77,7 @@ public:
     int64_t GetNextID(const std::string& name);
 
     /// Keeps a statement and decides on it. For FakeConnect.
+    /// @param error  gets the reason of a failure; one that it holds already lets the statement fail
     bool Run(Statement statement, FakeRows* rows, std::string& error);
 
 private:

@@ -8,6 +8,7 @@ std::shared_ptr<tuk::CFeature> FakeDevice::GetFeature(int kind) const {
 }
 
 void FakeDevice::GetChannels(std::vector<std::shared_ptr<tuk::CChannel>>& found, int channel_type) const {
+    if (CallFails("IDevice::GetChannels")) return;
     for (const auto& channel : channels) {
         if (channel->GetType() == channel_type) found.push_back(channel);
     }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ZELPlatform/Resources.h"
+#include "mock/PlatformCalls.h"
 #include "tuk/Channel.h"
 #include "tuk/Device.h"
 #include "tuk/Feature.h"
@@ -62,8 +63,8 @@ public:
     std::string GetTextB() const override { return text_b; }
     std::string GetTextA() const override { return text_a; }
     unsigned short GetAlternatePort() const override { return alternate_port; }
-    bool IsOnline() const override { return online; }
-    bool GetGuardStatus() const override { return guard; }
+    bool IsOnline() const override { return !CallFails("IDevice::IsOnline") && online; }
+    bool GetGuardStatus() const override { return !CallFails("IDevice::GetGuardStatus") && guard; }
     int GetSubCategory() const override { return sub_category; }
     void GetChannels(std::vector<std::shared_ptr<tuk::CChannel>>& found, int channel_type) const override;
     std::shared_ptr<tuk::CChannel> FindChannelByID(int channel_id, int channel_type) const override;
@@ -93,8 +94,10 @@ public:
     int GetNo() const override { return no; }
     int GetDeviceID() const override { return device_id; }
     std::string GetDeviceGuid() const override { return device_guid; }
-    bool IsOnline() const override { return online; }
-    std::shared_ptr<tuk::IDevice> GetDevicePtr() const override { return device.lock(); }
+    bool IsOnline() const override { return !CallFails("CChannel::IsOnline") && online; }
+    std::shared_ptr<tuk::IDevice> GetDevicePtr() const override {
+        return CallFails("CChannel::GetDevicePtr") ? nullptr : device.lock();
+    }
 };
 
 class FakeChannel : public FakeChannelOf<tuk::CChannel> {};

@@ -5,6 +5,7 @@
 
 #include "Mox/Base/Error.h"
 #include "mock/Caught.h"
+#include "mock/PlatformCalls.h"
 
 namespace qarmock {
 
@@ -20,6 +21,7 @@ constexpr int kErrorNoFunction = 1;
 constexpr int kErrorOtherFunction = 2;
 constexpr int kErrorNoSubscription = 3;
 constexpr int kErrorNoTopic = 4;
+constexpr int kErrorTold = 5;  // by PlatformCalls::Fail
 
 bool Refuse(int code) {
     Error::SetLastError(Error::ErrorCode(kModuleBus, code));
@@ -115,12 +117,14 @@ std::vector<std::string> FakeMsgBus::CaughtExceptions() const {
 }
 
 bool FakeMsgBus::RegistObserver(const std::string& observer) {
+    if (CallFails("MsgBus::RegistObserver")) return Refuse(kErrorTold);
     std::lock_guard<std::mutex> lock(mutex_);
     topics_.insert(observer);
     return true;
 }
 
 bool FakeMsgBus::SubscribeObserver(const std::string& observer, const std::string& plugin, ChangeMsgNotifyFunc fn) {
+    if (CallFails("MsgBus::SubscribeObserver")) return Refuse(kErrorTold);
     if (!fn) return Refuse(kErrorNoFunction);
     std::lock_guard<std::mutex> lock(mutex_);
     plain_.push_back({observer, plugin, std::move(fn)});
@@ -128,6 +132,7 @@ bool FakeMsgBus::SubscribeObserver(const std::string& observer, const std::strin
 }
 
 bool FakeMsgBus::UnSubscribeObserver(const std::string& observer, ChangeMsgNotifyFunc fn) {
+    if (CallFails("MsgBus::UnSubscribeObserver")) return Refuse(kErrorTold);
     const CObserverFunction* wanted = fn.target<CObserverFunction>();
     if (wanted == nullptr) return Refuse(kErrorNoSubscription);
     std::lock_guard<std::mutex> lock(mutex_);
@@ -142,6 +147,7 @@ bool FakeMsgBus::UnSubscribeObserver(const std::string& observer, ChangeMsgNotif
 
 bool FakeMsgBus::SubscribeObserverEx(const std::string& plugin, const std::string& observer, const std::set<int>& types,
                                      ObserverNotifyFuncEx cb, void* user_data) {
+    if (CallFails("MsgBus::SubscribeObserverEx")) return Refuse(kErrorTold);
     if (cb == nullptr) return Refuse(kErrorNoFunction);
     std::lock_guard<std::mutex> lock(mutex_);
     for (auto& subscription : subscriptions_) {
@@ -156,6 +162,7 @@ bool FakeMsgBus::SubscribeObserverEx(const std::string& plugin, const std::strin
 
 bool FakeMsgBus::UnSubscribeObserverEx(const std::string& plugin, const std::string& observer,
                                        const std::set<int>& types) {
+    if (CallFails("MsgBus::UnSubscribeObserverEx")) return Refuse(kErrorTold);
     std::lock_guard<std::mutex> lock(mutex_);
     const auto found =
         std::find_if(subscriptions_.begin(), subscriptions_.end(), [&](const Subscription& subscription) {
@@ -169,6 +176,7 @@ bool FakeMsgBus::UnSubscribeObserverEx(const std::string& plugin, const std::str
 
 bool FakeMsgBus::NotifyObserverEventEx(const std::string& observer, int type, const Content& content,
                                        ZELPlatform::ObserverTaskType task_type) {
+    if (CallFails("MsgBus::NotifyObserverEventEx")) return Refuse(kErrorTold);
     std::lock_guard<std::mutex> lock(mutex_);
     if (topics_.count(observer) == 0) return Refuse(kErrorNoTopic);
     const Message message{observer, type, content, task_type};

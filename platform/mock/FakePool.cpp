@@ -1,10 +1,12 @@
 #include "mock/FakePool.h"
 
 #include <exception>
+#include <limits>
 #include <utility>
 
 #include "mock/Caught.h"
 #include "mock/Platform.h"
+#include "mock/PlatformCalls.h"
 
 namespace qarmock {
 
@@ -86,14 +88,17 @@ std::vector<std::string> FakePool::CaughtExceptions() const {
 }
 
 bool FakePool::Start(int min_threads, int max_threads, int idle_seconds) {
+    const bool fails = CallFails("CMessageLoopDyThreadPool::Start");
     std::lock_guard<std::mutex> lock(mutex_);
     starts_.push_back({min_threads, max_threads, idle_seconds});
+    if (fails) return false;
     if (running_) return true;
     running_ = !start_fails_;
     return running_;
 }
 
 void FakePool::Stop(bool wait) {
+    if (CallFails("CMessageLoopDyThreadPool::Stop")) return;
     std::deque<std::shared_ptr<Mox::Base::CTask>> dropped;
     {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -105,14 +110,16 @@ void FakePool::Stop(bool wait) {
 }
 
 int FakePool::WorkTaskCount() const {
+    if (CallFails("CMessageLoopDyThreadPool::GetWorkTaskCount")) return std::numeric_limits<int>::max();
     std::lock_guard<std::mutex> lock(mutex_);
     return count_ ? *count_ : static_cast<int>(tasks_.size()) + executing_;
 }
 
 void FakePool::Post(std::shared_ptr<Mox::Base::CTask> task) {
+    const bool fails = CallFails("CMessageLoopDyThreadPool::PostTask");
     std::lock_guard<std::mutex> lock(mutex_);
     ++posted_;
-    if (running_) tasks_.push_back(std::move(task));
+    if (running_ && !fails) tasks_.push_back(std::move(task));
 }
 
 FakePools::~FakePools() {

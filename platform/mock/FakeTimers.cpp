@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "mock/Caught.h"
+#include "mock/PlatformCalls.h"
 
 namespace qarmock {
 
@@ -57,14 +58,16 @@ std::vector<std::string> FakeTimers::CaughtExceptions() const {
 
 bool FakeTimers::NewTimer(const std::string& name, unsigned int interval_ms, qar::IThreadManager::TimerFunc fn,
                           int reserved) {
+    const bool fails = CallFails("IThreadManager::NewTimer");
     std::lock_guard<std::mutex> lock(mutex_);
     started_.push_back({name, interval_ms, reserved});
-    if (!fn || interval_ms == 0) return false;
+    if (fails || !fn || interval_ms == 0) return false;
     timers_.try_emplace(name, Timer{std::move(fn), 0});
     return true;
 }
 
 void FakeTimers::DelTimer(const std::string& name) {
+    if (CallFails("IThreadManager::DelTimer")) return;
     std::lock_guard<std::mutex> lock(mutex_);
     deleted_.push_back(name);
     timers_.erase(name);

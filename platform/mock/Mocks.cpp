@@ -1,6 +1,7 @@
 #include "mock/Mocks.h"
 
 #include "mock/Platform.h"
+#include "mock/PlatformCalls.h"
 
 namespace qarmock {
 
@@ -32,6 +33,7 @@ MockMsgBus::MockMsgBus() {
 
 MockResources::MockResources(FakeSite& site) {
     ON_CALL(*this, GetCurrentNodeAllElementsByType).WillByDefault([&site](Elements& result, int type) {
+        if (CallFails("Resources::GetCurrentNodeAllElementsByType")) return;
         site.GetCurrentNodeAllElementsByType(result, type);
     });
 }
@@ -39,42 +41,56 @@ MockResources::MockResources(FakeSite& site) {
 MockTimeZone::MockTimeZone(FakeSite& site) : fake(site) {
     ON_CALL(*this, GetDeviceTime)
         .WillByDefault([this](std::string& local, std::string& utc, int& offset, const Key& key, long long time) {
-            fake.GetDeviceTime(local, utc, offset, key, time);
+            if (!CallFails("TimeZone::GetDeviceTime")) fake.GetDeviceTime(local, utc, offset, key, time);
         });
     ON_CALL(*this, GetDeviceTimeEx)
         .WillByDefault([this](std::string& local, std::string& utc, int& offset, const Key& key, long long time) {
-            return fake.GetDeviceTimeEx(local, utc, offset, key, time);
+            return !CallFails("TimeZone::GetDeviceTimeEx") && fake.GetDeviceTimeEx(local, utc, offset, key, time);
         });
     ON_CALL(*this, GetDeviceTimeZone).WillByDefault([this](Zone& info, const Key& key) {
-        fake.GetDeviceTimeZone(info, key);
+        if (CallFails("TimeZone::GetDeviceTimeZone")) {
+            info = nullptr;
+        } else {
+            fake.GetDeviceTimeZone(info, key);
+        }
     });
     ON_CALL(*this, GetDevISOTimeByUTCTime)
         .WillByDefault([this](std::string& iso_text, long long time, const Zone& info) {
-            return fake.GetDevISOTimeByUTCTime(iso_text, time, info);
+            return !CallFails("TimeZone::GetDevISOTimeByUTCTime") && fake.GetDevISOTimeByUTCTime(iso_text, time, info);
         });
 }
 
 MockLocalConfig::MockLocalConfig() {
-    ON_CALL(*this, GetLocationDBInfo).WillByDefault([this] { return fake.GetLocationDBInfo(); });
+    ON_CALL(*this, GetLocationDBInfo).WillByDefault([this] {
+        return CallFails("LocalConfigManager::GetLocationDBInfo") ? nullptr : fake.GetLocationDBInfo();
+    });
 }
 
 MockTimeUtil::MockTimeUtil() {
     ON_CALL(*this, TimeT2LocalTime).WillByDefault([this](std::string& text, int& offset_seconds, int64_t t) {
-        fake.TimeT2LocalTime(text, offset_seconds, t);
+        if (!CallFails("TimeUtil::TimeT2LocalTime")) fake.TimeT2LocalTime(text, offset_seconds, t);
     });
-    ON_CALL(*this, TimeT2LocalTimeStrISO).WillByDefault([this](int64_t t) { return fake.TimeT2LocalTimeStrISO(t); });
-    ON_CALL(*this, TimeDifference2Str).WillByDefault([this](int seconds) { return fake.TimeDifference2Str(seconds); });
+    ON_CALL(*this, TimeT2LocalTimeStrISO).WillByDefault([this](int64_t t) {
+        return CallFails("TimeUtil::TimeT2LocalTimeStrISO") ? std::string() : fake.TimeT2LocalTimeStrISO(t);
+    });
+    ON_CALL(*this, TimeDifference2Str).WillByDefault([this](int seconds) {
+        return CallFails("TimeUtil::TimeDifference2Str") ? std::string() : fake.TimeDifference2Str(seconds);
+    });
 }
 
 MockDeviceManager::MockDeviceManager(FakeSite& site) {
     ON_CALL(*this, GetAllDevices).WillByDefault([&site](std::vector<std::shared_ptr<tuk::CDevice>>& devices, int type) {
-        site.GetAllDevices(devices, type);
+        if (!CallFails("CDeviceManager::GetAllDevices")) site.GetAllDevices(devices, type);
     });
-    ON_CALL(*this, FindDeviceByID).WillByDefault([&site](int id, int type) { return site.FindDeviceByID(id, type); });
+    ON_CALL(*this, FindDeviceByID).WillByDefault([&site](int id, int type) {
+        return CallFails("CDeviceManager::FindDeviceByID") ? nullptr : site.FindDeviceByID(id, type);
+    });
     ON_CALL(*this, FindDeviceByGuid).WillByDefault([&site](const std::string& guid) {
-        return site.FindDeviceByGuid(guid);
+        return CallFails("CDeviceManager::FindDeviceByGuid") ? nullptr : site.FindDeviceByGuid(guid);
     });
-    ON_CALL(*this, FindChannelByID).WillByDefault([&site](int id, int type) { return site.FindChannelByID(id, type); });
+    ON_CALL(*this, FindChannelByID).WillByDefault([&site](int id, int type) {
+        return CallFails("CDeviceManager::FindChannelByID") ? nullptr : site.FindChannelByID(id, type);
+    });
 }
 
 MockThreadManager::MockThreadManager() {

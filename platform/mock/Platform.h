@@ -7,6 +7,7 @@
 #include "mock/LogRecorder.h"
 #include "mock/MemoryCalls.h"
 #include "mock/Mocks.h"
+#include "mock/PlatformCalls.h"
 
 namespace qarmock {
 
@@ -42,6 +43,7 @@ public:
     /// @return the platform that stands now, or null
     static Platform* Installed();
 
+    PlatformCalls calls;
     LogRecorder log;
     MemoryCalls memory;
     FakePools pools;

@@ -1,8 +1,10 @@
 // What a test can do with the mock platform beside what every platform does.
+#include <climits>
 #include <memory>
 #include <string>
 
 #include "LogSink.h"
+#include "Mox/Base/TimeUtil.h"
 #include "ZELPlatform/MsgBus.h"
 #include "ZELPlatform/TimeZone.h"
 #include "mock/Platform.h"
@@ -227,6 +229,197 @@ TEST_F(MockPlatformTest, ChannelWhoseDeviceIsGoneHasNone) {
     EXPECT_EQ(set.camera->GetDevicePtr(), set.device);
     platform_.site.RemoveDevice(1);
     EXPECT_EQ(set.camera->GetDevicePtr(), nullptr);
+}
+
+TEST_F(MockPlatformTest, CallsAreCountedByOperationAndAChosenOneFails) {
+    platform_.database.fake.Answer("SELECT", {{"id", "name"}, {{7, "seven"}}});
+    platform_.calls.Fail("MsgBus::RegistObserver", 2);
+    platform_.calls.Fail("IDBManagerPure::Execute", 1);
+    platform_.calls.Fail("CConnect::GetInt id", 1);
+    EXPECT_TRUE(ZELPlatform::MsgBus::RegistObserver("first"));
+    EXPECT_FALSE(ZELPlatform::MsgBus::RegistObserver("second"));
+    EXPECT_TRUE(ZELPlatform::MsgBus::RegistObserver("third"));
+    EXPECT_THAT(platform_.bus.fake.Topics(), ElementsAre("first", "third"));
+    auto* database = qar::IDBManagerPure::Instance();
+    EXPECT_FALSE(database->Execute("p", 1, "INSERT"));
+    EXPECT_TRUE(database->Execute("p", 1, "INSERT"));
+    EXPECT_FALSE(platform_.database.fake.Statements()[0].ok);
+    EXPECT_TRUE(platform_.database.fake.Statements()[1].ok);
+    EXPECT_TRUE(database->ExecuteQuery("p", 1, "SELECT", [](db_layer::CConnect* connect) {
+        EXPECT_EQ(connect->GetInt("id"), 0);
+        EXPECT_EQ(connect->GetInt("id"), 7);
+        EXPECT_EQ(connect->GetString("name"), "seven");
+    }));
+    EXPECT_THAT(platform_.calls.Made(),
+                ElementsAre("MsgBus::RegistObserver 1", "MsgBus::RegistObserver 2", "MsgBus::RegistObserver 3",
+                            "IDBManagerPure::Execute 1", "IDBManagerPure::Execute 2", "IDBManagerPure::ExecuteQuery 1",
+                            "CConnect::GetInt id 1", "CConnect::GetInt id 2", "CConnect::GetString name 1"));
+    platform_.calls.Fail("MsgBus::RegistObserver", 1);
+    platform_.calls.Clear();
+    EXPECT_TRUE(ZELPlatform::MsgBus::RegistObserver("fourth"));
+    EXPECT_THAT(platform_.calls.Made(), ElementsAre("MsgBus::RegistObserver 1"));
+}
+
+class FailingCallTest : public MockPlatformTest {
+protected:
+    void FailFirst(const char* operation) {
+        platform_.calls.Clear();
+        platform_.calls.Fail(operation, 1);
+    }
+};
+
+TEST_F(FailingCallTest, BusRefusesAndKeepsWhatItHas) {
+    using namespace ZELPlatform::MsgBus;
+    const ChangeMsgNotifyFunc plain =
+        CObserverFunction([](const std::string&, const std::shared_ptr<ZELPlatform::CBaseContent>&) {});
+    FailFirst("MsgBus::SubscribeObserver");
+    EXPECT_FALSE(SubscribeObserver("topic", "p", plain));
+    ASSERT_TRUE(SubscribeObserver("topic", "p", plain));
+    FailFirst("MsgBus::UnSubscribeObserver");
+    EXPECT_FALSE(UnSubscribeObserver("topic", plain));
+    EXPECT_EQ(platform_.bus.fake.PlainSubscriptions("topic"), 1u);
+    int calls = 0;
+    FailFirst("MsgBus::SubscribeObserverEx");
+    EXPECT_FALSE(SubscribeObserverEx("p", "topic", {}, CountCall, &calls));
+    ASSERT_TRUE(SubscribeObserverEx("p", "topic", {}, CountCall, &calls));
+    FailFirst("MsgBus::UnSubscribeObserverEx");
+    EXPECT_FALSE(UnSubscribeObserverEx("p", "topic", {}));
+    EXPECT_EQ(platform_.bus.fake.Subscriptions().size(), 1u);
+    ASSERT_TRUE(RegistObserver("topic"));
+    FailFirst("MsgBus::NotifyObserverEventEx");
+    EXPECT_FALSE(NotifyObserverEventEx("topic", 1, nullptr, ZELPlatform::kObserverTask0));
+    EXPECT_THAT(platform_.bus.fake.Sent(), IsEmpty());
+}
+
+TEST_F(FailingCallTest, ConfigurationAndTimesAreNotToBeHad) {
+    using namespace ZELPlatform::TimeZone;
+    platform_.site.AddDevice(1);
+    platform_.time_zone.fake.SetClock(1, "2024-03-01 08:00:00", 28800);
+    platform_.time_zone.fake.SetZone(1, qarmock::FakeTimeZone::MakeZone("zone", -480));
+    FailFirst("LocalConfigManager::GetLocationDBInfo");
+    EXPECT_EQ(ZELPlatform::LocalConfigManager::GetLocationDBInfo(), nullptr);
+
+    CTimeZoneDeviceKey key;
+    key.SetDeviceId(1);
+    key.SetDeviceType(2001);
+    std::string local = "as it was";
+    std::string utc;
+    int offset = 5;
+    FailFirst("TimeZone::GetDeviceTime");
+    GetDeviceTime(local, utc, offset, key, -1);
+    FailFirst("TimeZone::GetDeviceTimeEx");
+    EXPECT_FALSE(GetDeviceTimeEx(local, utc, offset, key, -1));
+    FailFirst("TimeUtil::TimeT2LocalTime");
+    Mox::Base::TimeUtil::TimeT2LocalTime(local, offset, 0);
+    EXPECT_EQ(local, "as it was");
+    EXPECT_EQ(offset, 5);
+    FailFirst("TimeUtil::TimeT2LocalTimeStrISO");
+    EXPECT_EQ(Mox::Base::TimeUtil::TimeT2LocalTimeStrISO(0), "");
+    FailFirst("TimeUtil::TimeDifference2Str");
+    EXPECT_EQ(Mox::Base::TimeUtil::TimeDifference2Str(0), "");
+    std::shared_ptr<CTimeZoneInfo> zone;
+    FailFirst("TimeZone::GetDeviceTimeZone");
+    GetDeviceTimeZone(zone, key);
+    EXPECT_EQ(zone, nullptr);
+    GetDeviceTimeZone(zone, key);
+    ASSERT_NE(zone, nullptr);
+    FailFirst("TimeZone::GetDevISOTimeByUTCTime");
+    EXPECT_FALSE(GetDevISOTimeByUTCTime(local, 0, zone));
+}
+
+TEST_F(FailingCallTest, DevicesAreNotFoundAndNotInOrder) {
+    platform_.site.AddCamera(101, 1);
+    const auto camera = platform_.site.Camera(101);
+    const auto device = platform_.site.Device(1);
+    std::map<unsigned int, std::shared_ptr<ZELPlatform::Resources::CElementInterface>> elements;
+    FailFirst("Resources::GetCurrentNodeAllElementsByType");
+    ZELPlatform::Resources::GetCurrentNodeAllElementsByType(elements, 1001);
+    EXPECT_TRUE(elements.empty());
+    auto* manager = Mox::Base::CSingleton<tuk::CDeviceManager>::Instance();
+    std::vector<std::shared_ptr<tuk::CDevice>> devices;
+    FailFirst("CDeviceManager::GetAllDevices");
+    manager->GetAllDevices(devices, 2001);
+    EXPECT_TRUE(devices.empty());
+    FailFirst("CDeviceManager::FindDeviceByID");
+    EXPECT_EQ(manager->FindDeviceByID(1, 2001), nullptr);
+    FailFirst("CDeviceManager::FindDeviceByGuid");
+    EXPECT_EQ(manager->FindDeviceByGuid(device->guid), nullptr);
+    FailFirst("CDeviceManager::FindChannelByID");
+    EXPECT_EQ(manager->FindChannelByID(101, 1001), nullptr);
+    FailFirst("IDevice::IsOnline");
+    EXPECT_FALSE(device->IsOnline());
+    FailFirst("IDevice::GetGuardStatus");
+    EXPECT_FALSE(device->GetGuardStatus());
+    std::vector<std::shared_ptr<tuk::CChannel>> channels;
+    FailFirst("IDevice::GetChannels");
+    device->GetChannels(channels, 1001);
+    EXPECT_TRUE(channels.empty());
+    FailFirst("CChannel::IsOnline");
+    EXPECT_FALSE(camera->IsOnline());
+    FailFirst("CChannel::GetDevicePtr");
+    EXPECT_EQ(camera->GetDevicePtr(), nullptr);
+}
+
+TEST_F(FailingCallTest, DatabaseRefusesAndStaysWhereItIs) {
+    auto* database = qar::IDBManagerPure::Instance();
+    qar::SDBParam param;
+    param.dbName = "moved";
+    FailFirst("IDBManagerPure::Open");
+    EXPECT_FALSE(database->Open("p", 1, param));
+    ASSERT_TRUE(database->Open("p", 1, qar::SDBParam()));
+    FailFirst("IDBManagerPure::ResetDBParam");
+    EXPECT_FALSE(database->ResetDBParam("p", param));
+    EXPECT_EQ(platform_.database.fake.Opened().at("p").dbName, "");
+    FailFirst("IDBManagerPure::Finalize");
+    EXPECT_FALSE(database->Finalize("p"));
+    EXPECT_EQ(platform_.database.fake.Opened().size(), 1u);
+    FailFirst("IDBManagerPure::GetNextID");
+    EXPECT_EQ(database->GetNextID(""), 0);
+    EXPECT_EQ(database->GetNextID(""), 1);
+    int results = 0;
+    const auto count = [&results](db_layer::CConnect*) { ++results; };
+    FailFirst("IDBManagerPure::ExecuteQuery");
+    EXPECT_FALSE(database->ExecuteQuery("p", 1, "SELECT", count));
+    FailFirst("IDBManagerPure::ExecuteQueryUDT");
+    EXPECT_FALSE(database->ExecuteQueryUDT("p", 1, "SELECT", count, 0));
+    EXPECT_EQ(results, 0);
+    platform_.database.fake.Answer("SELECT", {{"name"}, {{"one"}, {"two"}}});
+    FailFirst("CConnect::IsEnd");
+    platform_.calls.Fail("CConnect::MoveNext", 1);
+    platform_.calls.Fail("CConnect::GetString name", 2);
+    EXPECT_TRUE(database->ExecuteQuery("p", 1, "SELECT", [](db_layer::CConnect* connect) {
+        EXPECT_TRUE(connect->IsEnd());
+        EXPECT_FALSE(connect->IsEnd());
+        connect->MoveNext();
+        EXPECT_EQ(connect->GetString("name"), "one");
+        EXPECT_EQ(connect->GetString("name"), "");
+        connect->MoveNext();
+        EXPECT_EQ(connect->GetString("name"), "two");
+    }));
+}
+
+TEST_F(FailingCallTest, TimersAndPoolsStayAsTheyAre) {
+    auto* timers = qar::IThreadManager::Instance();
+    const auto ignore = [](unsigned long long) {};
+    FailFirst("IThreadManager::NewTimer");
+    EXPECT_FALSE(timers->NewTimer("timer", 1, ignore, 0));
+    ASSERT_TRUE(timers->NewTimer("timer", 1, ignore, 0));
+    FailFirst("IThreadManager::DelTimer");
+    timers->DelTimer("timer");
+    EXPECT_THAT(platform_.timers.fake.Running(), ElementsAre("timer"));
+    Mox::Base::CMessageLoopDyThreadPool pool;
+    FailFirst("CMessageLoopDyThreadPool::Start");
+    EXPECT_FALSE(pool.Start(1, 1, 1));
+    ASSERT_TRUE(pool.Start(1, 1, 1));
+    FailFirst("CMessageLoopDyThreadPool::GetWorkTaskCount");
+    EXPECT_EQ(pool.GetWorkTaskCount(), INT_MAX);
+    int ran = 0;
+    FailFirst("CMessageLoopDyThreadPool::PostTask");
+    pool.PostTask(std::make_shared<CountTask>(ran));
+    EXPECT_EQ(platform_.pools.Queued(), 0u);
+    FailFirst("CMessageLoopDyThreadPool::Stop");
+    pool.Stop(false);
+    EXPECT_TRUE(platform_.pools.All()[0]->Running());
 }
 
 TEST_F(MockPlatformTest, MemoryCallsAreKept) {

@@ -51,6 +51,14 @@ struct CHistoryStateMgrPeer {
     static const std::map<std::string, std::map<int, std::set<int>>>& Delayed(const CHistoryStateMgr& manager) {
         return manager.map_delay_camera_;
     }
+    static const std::map<std::string, SPluginNotifyInfo>& Registered(const CHistoryStateMgr& manager) {
+        return manager.map_plugin_id_;
+    }
+    /// @return plug-in to business type to camera to timeline
+    static const std::map<std::string, std::map<int, std::map<int, StateTimeline>>>& Timelines(
+        const CHistoryStateMgr& manager) {
+        return manager.map_camera_state_;
+    }
     /// @return the points as "<iso> <state>"
     static std::vector<std::string> Points(const CHistoryStateMgr& manager, const std::string& plugin, int busi,
                                            int camera) {

@@ -93,6 +93,8 @@ struct StatementTable {
         std::string time;
         int differ;
         int state;
+        long long id = 0;
+        std::string utc = {};
     };
     std::vector<Row> rows;
 
@@ -112,7 +114,7 @@ struct StatementTable {
                         "INSERT INTO %*[^(](id, camera_id, camera_state, state_time, state_utc_time, business_type, "
                         "bi_type, differ) values(%lld, %d, %d, '%10s %8[^']', '%10s %8[^']', %d, %d, %d)",
                         &id, &camera, &state, date, time, date2, time2, &busi, &bi, &differ) == 10) {
-            rows.push_back({camera, busi, at(date, time), differ, state});
+            rows.push_back({camera, busi, at(date, time), differ, state, id, at(date2, time2)});
             return busi == bi;
         }
         if (std::sscanf(text,
@@ -131,6 +133,13 @@ struct StatementTable {
             for (Row& row : rows) {
                 if (is(row) && row.time == at(date, time)) row.state = state;
             }
+            return true;
+        }
+        if (sql.find("state_time") == std::string::npos) {
+            const bool of_busi =
+                std::sscanf(text, "DELETE FROM %*s WHERE camera_id = %d AND business_type = %d", &camera, &busi) == 2;
+            if (!of_busi && std::sscanf(text, "DELETE FROM %*s WHERE camera_id = %d", &camera) != 1) return false;
+            std::erase_if(rows, [&](const Row& row) { return row.camera == camera && (!of_busi || row.busi == busi); });
             return true;
         }
         const std::string where = "DELETE FROM %*s WHERE camera_id = %d AND business_type = %d AND state_time ";
