@@ -74,7 +74,8 @@ MockTimeUtil::MockTimeUtil() {
         return CallFails("TimeUtil::TimeT2LocalTimeStrISO") ? std::string() : fake.TimeT2LocalTimeStrISO(t);
     });
     ON_CALL(*this, TimeDifference2Str).WillByDefault([this](int seconds) {
-        return CallFails("TimeUtil::TimeDifference2Str") ? std::string() : fake.TimeDifference2Str(seconds);
+        return CallFails("TimeUtil::TimeDifference2Str " + std::to_string(seconds)) ? std::string()
+                                                                                    : fake.TimeDifference2Str(seconds);
     });
 }
 

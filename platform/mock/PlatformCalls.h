@@ -15,9 +15,10 @@ namespace qarmock {
 /// result function, and what is posted is lost.
 ///
 /// An operation is named "Area::Operation", as in "MsgBus::SubscribeObserverEx" or "IDBManagerPure::Execute", the
-/// reading of a column "CConnect::GetInt camera_id". Not counted are formatting of text and the attributes of a device
-/// or channel in hand (ids, types, names), which cannot fail, statements that a result function runs on its connection
-/// (FakeDatabase::FailNext lets those fail), and an operation that the test answers itself. Threads: any.
+/// reading of a column "CConnect::GetInt camera_id", an offset's text "TimeUtil::TimeDifference2Str 28800". Not counted
+/// are formatting of text and the attributes of a device or channel in hand (ids, types, names), which cannot fail,
+/// statements that a result function runs on its connection (FakeDatabase::FailNext lets those fail), and an operation
+/// that the test answers itself. Threads: any.
 class PlatformCalls {
 public:
     /// The n-th call of an operation fails, 1 being the first since Clear.

@@ -315,7 +315,7 @@ TEST_F(FailingCallTest, ConfigurationAndTimesAreNotToBeHad) {
     EXPECT_EQ(offset, 5);
     FailFirst("TimeUtil::TimeT2LocalTimeStrISO");
     EXPECT_EQ(Mox::Base::TimeUtil::TimeT2LocalTimeStrISO(0), "");
-    FailFirst("TimeUtil::TimeDifference2Str");
+    FailFirst("TimeUtil::TimeDifference2Str 0");
     EXPECT_EQ(Mox::Base::TimeUtil::TimeDifference2Str(0), "");
     std::shared_ptr<CTimeZoneInfo> zone;
     FailFirst("TimeZone::GetDeviceTimeZone");
