@@ -40,6 +40,11 @@ qar_sources(sources FOLDER tests/standalone)
 qar_add_test_program(standalone_tests "${sources}" qarplatform_objects qarhost_core backfill_core demo_cameras_core
                      demo_run_core QARCommon)
 
+# The library over the standalone platform and its database. The tests put something in the place of two of the
+# platform's functions, so the platform is the shared library.
+qar_sources(sources FOLDER tests/history)
+qar_add_test_program(history_tests "${sources}" qar_objects qarplatform SQLite::SQLite3 Threads::Threads)
+
 qar_sources(sources FOLDER tests/contract)
 qar_add_test_program(contract_tests "${sources}" QARCommon qarplatform)
 
