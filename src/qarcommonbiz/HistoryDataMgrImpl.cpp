@@ -86,14 +86,15 @@ bool CHistoryStateMgr::Register(NotifyFunc notify_func, const std::set<int>& bus
         QAR_LOG(kLogError, kModuleCommon, "[%s]ptr_db_history_data_ is null[%s(%d)]");
         return false;
     }
+    SPluginNotifyInfo info;
+    info.notify_func_ = std::move(notify_func);
+    info.busi_types_ = busi_types;
+    info.table_name_ = table_name;
+    info.key_column_ = key_column;
     {
         boost::unique_lock<boost::shared_mutex> lock(plugin_lock_);
-        SPluginNotifyInfo info;
-        info.notify_func_ = std::move(notify_func);
-        info.busi_types_ = busi_types;
-        info.table_name_ = table_name;
-        info.key_column_ = key_column;
-        if (!map_plugin_id_.emplace(plugin, std::move(info)).second) {
+        // a refused function is left in `info`: what it owns must not be destroyed under the lock
+        if (!map_plugin_id_.try_emplace(plugin, std::move(info)).second) {
             QAR_LOG(kLogError, kModuleCommon, "[%s]exist register plugin_id = %s[%s(%d)]", plugin.c_str());
             return false;
         }
@@ -143,11 +144,12 @@ bool CHistoryStateMgr::Register(NotifyFunc notify_func, const std::set<int>& bus
 
 void CHistoryStateMgr::UnRegister(const std::string& plugin) {
     QAR_LOG(kLogInformation, kModuleCommon, "[%s]CHistoryStateMgr::UnRegister plugin:[%s][%s(%d)]", plugin.c_str());
+    std::map<std::string, SPluginNotifyInfo>::node_type registration;  // destroyed with no lock held
     bool no_plugin = false;
     bool no_state = false;
     {
         boost::unique_lock<boost::shared_mutex> lock(plugin_lock_);
-        map_plugin_id_.erase(plugin);
+        registration = map_plugin_id_.extract(plugin);
         no_plugin = map_plugin_id_.empty();
     }
     {

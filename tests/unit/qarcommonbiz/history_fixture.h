@@ -45,6 +45,12 @@ struct CHistoryStateMgrPeer {
     static void ForgetRegistration(CHistoryStateMgr& manager, const std::string& plugin) {
         manager.map_plugin_id_.erase(plugin);
     }
+    /// @return whether a thread waits to change the registrations, or changes them
+    static bool WriterWaits(CHistoryStateMgr& manager) {
+        if (!manager.plugin_lock_.try_lock_shared()) return true;
+        manager.plugin_lock_.unlock_shared();
+        return false;
+    }
     static bool HasPlugin(const CHistoryStateMgr& manager, const std::string& plugin) {
         return manager.map_camera_state_.count(plugin) != 0;
     }
