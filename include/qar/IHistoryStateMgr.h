@@ -13,12 +13,17 @@ namespace qar {
 
 /// Tells a plug-in the stretches it must fetch: camera id to ranges, for one business type. The same ranges are told
 /// again each hour until the plug-in deletes them with DelHistoryStateInRange.
-/// Threads: called on the thread of SetCareCameraStateInfo(Ex), or on a worker of the library.
+/// `ranges` is the call's own: the callback may keep it or change it.
+/// Threads: called on the thread of SetCareCameraStateInfo(Ex), or on a worker of the library. Calls may overlap on
+/// several threads, may come before Register or SetCareCameraStateInfo(Ex) has returned, and one that is on its way may
+/// still come after UnRegister has returned, so what the function uses must live on: let the function own it. The
+/// library destroys the function on any thread, with no lock held.
 /// A callback must not work the ranges off: it queues them for a thread of the plug-in's own. Of this interface it may
 /// call GetExceptionRange only; every other operation can wait for a lock that is held while the callback runs, and the
-/// process then stands still. What it throws on a worker is caught and logged, and other plug-ins lose nothing by it,
-/// but for the retry of put-off cameras, which goes on a minute later; what it throws inside SetCareCameraStateInfo(Ex)
-/// reaches that call's caller.
+/// process then stands still. For the same reason a plug-in must not hold a lock that its callback takes while it calls
+/// any operation but GetExceptionRange. IDBManager and the message bus may be called freely.
+/// What it throws on a worker is caught and logged, and other plug-ins lose nothing by it, but for the retry of put-off
+/// cameras, which goes on a minute later; what it throws inside SetCareCameraStateInfo(Ex) reaches that call's caller.
 using NotifyFunc = std::function<void(std::map<int, std::vector<SStateRange>>& ranges, int busi_type)>;
 
 /// The state history of cameras: for each plug-in, business type and camera a timeline of contact points, in memory and
@@ -53,15 +58,18 @@ public:
     ///         the last case the plug-in stays registered and must UnRegister before it tries again
     virtual bool Register(NotifyFunc notify_func, const std::set<int>& busi_types, const std::string& plugin,
                           const std::string& table_name, const std::string& key_column) = 0;
-    /// Forgets the plug-in; its rows stay. A callback that runs may still be at work when this
-    /// returns, so what it uses must live on. The last plug-in's call ends the timer and the workers for good: no
-    /// periodic job runs any more in this process, so a plug-in must not unregister in order to recover.
+    /// Forgets the plug-in; its rows stay. Callbacks that are on their way may still run when this has returned, or
+    /// begin then, but for those of device events, which it waits for. The last plug-in's call ends the timer and the
+    /// workers for good: no periodic job runs any more in this process, so a plug-in must not unregister in order to
+    /// recover.
     virtual void UnRegister(const std::string& plugin) = 0;
     /// Cares for cameras that stand on this node with their history in memory. A camera whose device is guarded and
     /// answers gets a point at once; one without a timeline is told as a range of seven days.
     /// @return false for an unknown plug-in or business type; what happens to single cameras is only logged
     virtual bool SetCareCameraStateInfo(const std::string& plugin, int busi, const std::set<int>& cameras) = 0;
     /// SetCareCameraStateInfo for cameras that may have come from another node: their rows are read from the table.
+    /// It must not overlap a deletion of the same cameras, or rows that were read before and deleted meanwhile come back
+    /// into memory.
     /// @return false also when any single camera failed. A camera whose device's clock is not known yet is put off and
     ///         tried again each minute until it succeeds or leaves by UnRegister, by
     ///         DelCareCameraStateInfoAtMoveOutByCameraIDs or, once any of the plug-in's cameras has had a timeline

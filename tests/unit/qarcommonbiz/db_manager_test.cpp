@@ -1,9 +1,12 @@
 // Plug-ins' database connections and their re-pointing.
 
 #include <cstdio>
+#include <stdexcept>
+#include <thread>
 
 #include "history_fixture.h"
 #include "qarcommonbiz/DBManagerImpl.h"
+#include "thread_watch.h"
 
 namespace qar::history_test {
 namespace {
@@ -283,6 +286,90 @@ TEST_F(DBManagerTest, ResultFunctionGetsTheConnectionWithTheRows) {
         EXPECT_EQ(connect->GetInt("camera_id"), 101);
     }));
     EXPECT_EQ(calls, 1);
+}
+
+/// The four queries, each with its result function.
+class ResultFunctionTest : public DBManagerTest, public ::testing::WithParamInterface<const char*> {
+protected:
+    bool Query(const IDBManager::ResultFunc& fn) {
+        const std::string operation = GetParam();
+        const unsigned int timeout = 5;
+        if (operation == "ExecuteQuery") return manager.ExecuteQuery("p", 1, "SELECT 1", fn);
+        if (operation == "ExecuteQueryUDT") return manager.ExecuteQueryUDT("p", 1, "SELECT 1", fn, 5);
+        if (operation == "ExecuteSortByCollate") return manager.ExecuteSortByCollate("p", 1, "SELECT 1", fn, "c");
+        return manager.ExecuteSortByCollateUDT("p", 1, "SELECT 1", fn, "c", &timeout);
+    }
+};
+
+TEST_P(ResultFunctionTest, RunsOnceOnTheCallersThreadBeforeTheCallReturns) {
+    std::vector<std::thread::id> threads;
+    EXPECT_TRUE(Query([&](db_layer::CConnect*) { threads.push_back(std::this_thread::get_id()); }));
+    EXPECT_THAT(threads, ElementsAre(std::this_thread::get_id()));
+}
+
+TEST_P(ResultFunctionTest, IsNotCalledWhenTheQueryFails) {
+    platform.database.fake.FailNext("SELECT 1");
+    EXPECT_FALSE(Query([](db_layer::CConnect*) { ADD_FAILURE(); }));
+}
+
+TEST_P(ResultFunctionTest, WhatItThrowsReachesTheCaller) {
+    EXPECT_THROW(Query([](db_layer::CConnect*) { throw std::runtime_error("own fault"); }), std::runtime_error);
+    int calls = 0;
+    EXPECT_TRUE(Query([&](db_layer::CConnect*) { ++calls; })) << "and the next query is as ever";
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_P(ResultFunctionTest, MayCallAnyOperation) {
+    ASSERT_TRUE(manager.Initialize("p", 1, 1));
+    int inner = 0;
+    RunWatched("query", [&] {
+        EXPECT_TRUE(Query([&](db_layer::CConnect*) {
+            EXPECT_TRUE(manager.Initialize("q", 1, 1));
+            EXPECT_TRUE(manager.Initialize("p", 1, 1));
+            EXPECT_TRUE(manager.Execute("p", 1, "UPDATE 1"));
+            EXPECT_GT(manager.GetNextID(""), 0);
+            EXPECT_TRUE(manager.ResetDBParam("p"));
+            EXPECT_TRUE(Query([&](db_layer::CConnect*) { ++inner; }));
+            platform.bus.fake.Deliver(kTopic, 1, Change(1));
+            EXPECT_TRUE(manager.Finalize("p"));
+            EXPECT_TRUE(manager.Finalize("q"));
+        }));
+    });
+    EXPECT_EQ(inner, 1);
+    EXPECT_THAT(platform.bus.fake.Subscriptions(), IsEmpty());
+}
+
+TEST_P(ResultFunctionTest, HoldsUpNoOtherThreadWhileItRuns) {
+    ASSERT_TRUE(manager.Initialize("p", 1, 1));
+    EXPECT_TRUE(Query([&](db_layer::CConnect*) {
+        RunWatched("other thread", [&] {
+            EXPECT_TRUE(manager.Initialize("q", 1, 1));
+            EXPECT_TRUE(Query([](db_layer::CConnect*) {}));
+            platform.bus.fake.Deliver(kTopic, 1, Change(1));
+            EXPECT_TRUE(manager.Finalize("q"));
+            EXPECT_TRUE(manager.Finalize("p"));
+        });
+    }));
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryQuery, ResultFunctionTest,
+                         ::testing::Values("ExecuteQuery", "ExecuteQueryUDT", "ExecuteSortByCollate",
+                                           "ExecuteSortByCollateUDT"),
+                         [](const auto& param) { return std::string(param.param); });
+
+// The database opens anew between the two steps of the closing.
+TEST_F(DBManagerTest, InitializeThatOverlapsAFinalizeLeavesThePluginOpenWithoutFollowingChanges) {
+    ASSERT_TRUE(manager.Initialize("p", 1, 1));
+    ON_CALL(platform.database, Finalize).WillByDefault([this](const std::string& plugin) {
+        const bool result = platform.database.fake.Finalize(plugin);
+        RunWatched("Initialize", [&] { EXPECT_TRUE(manager.Initialize(plugin, 1, 1)); });
+        return result;
+    });
+    ASSERT_TRUE(manager.Finalize("p"));
+    EXPECT_EQ(platform.database.fake.Opened().count("p"), 1u);
+    SetConfig("moved");
+    platform.bus.fake.Deliver(kTopic, 1, Change(1));
+    EXPECT_THAT(Resets(), IsEmpty());
 }
 
 TEST_F(DBManagerTest, NextIdIsPassedOn) {

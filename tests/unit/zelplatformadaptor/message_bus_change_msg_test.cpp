@@ -599,6 +599,67 @@ TEST_F(ChangeMsgTest, CallOnItsWayWhileTheSubscriptionEndsIsStillSafe) {
     EXPECT_THAT(inbox.entries, SizeIs(1));
 }
 
+TEST_F(ChangeMsgTest, PlainCallbackMayUnsubscribeItselfSubscribeAndPost) {
+    int calls = 0;
+    int other_calls = 0;
+    const ChangeFunc fn = [&](const std::string& observer, std::shared_ptr<IBusMsg>) {
+        ++calls;
+        bus->UnsubscribeChangeMsg(observer, "p");
+        EXPECT_TRUE(bus->PublishChangeMsgType("other", {1}, {}));
+        EXPECT_TRUE(bus->SubscribeChangeMsg(
+            "other", {}, [&](const std::string&, std::shared_ptr<IBusMsg>) { ++other_calls; }, "p"));
+        EXPECT_TRUE(bus->PostChangeMsg(std::make_shared<CBusMsgCommon>(1, 0, 0, "", nullptr, 0), "other"));
+        EXPECT_EQ(other_calls, 0) << "no operation runs a callback itself";
+    };
+    ASSERT_TRUE(bus->SubscribeChangeMsg("TUK_DeviceAccess", {}, fn, "p"));
+    for (int i = 0; i < 2; ++i) platform.bus.fake.Deliver("TUK_DeviceAccess", 1, DeviceEvent(1, 7));
+    platform.bus.fake.DeliverAll();
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(other_calls, 1);
+}
+
+TEST_F(ChangeMsgTest, PlainCallOnItsWayMayComeAfterTheUnsubscribe) {
+    int calls = 0;
+    ASSERT_TRUE(bus->PublishChangeMsgType("topic", {1}, {}));
+    ASSERT_TRUE(bus->SubscribeChangeMsg(
+        "topic", {}, [&](const std::string&, std::shared_ptr<IBusMsg>) { ++calls; }, "p"));
+    ASSERT_TRUE(bus->PostChangeMsg(std::make_shared<CBusMsgCommon>(1, 0, 0, "", nullptr, 0), "topic"));
+    bus->UnsubscribeChangeMsg("topic", "p");
+    bus.reset();
+    platform.bus.fake.DeliverAll();
+    EXPECT_EQ(calls, 1);
+}
+
+// Were a lock held across the platform's subscribe, the callback's own operations would wait for it for ever.
+TEST_F(ChangeMsgTest, CallMayComeBeforeTheSubscribeHasReturned) {
+    SelfEnding subscriber;
+    subscriber.bus = bus.get();
+    int plain_calls = 0;
+    const auto deliver = [this] {
+        std::thread([this] { platform.bus.fake.Deliver("TUK_DeviceAccess", 1, DeviceEvent(1, 7)); }).join();
+    };
+    ON_CALL(platform.bus, SubscribeObserverEx)
+        .WillByDefault([&](const std::string& plugin, const std::string& observer, const std::set<int>& types,
+                           ZELPlatform::MsgBus::ObserverNotifyFuncEx cb, void* user_data) {
+            const bool result = platform.bus.fake.SubscribeObserverEx(plugin, observer, types, cb, user_data);
+            if (observer == "TUK_DeviceAccess") {
+                deliver();
+                EXPECT_THAT(subscriber.inbox.entries, SizeIs(1));
+            }
+            return result;
+        });
+    ON_CALL(platform.bus, SubscribeObserver)
+        .WillByDefault([&](const std::string& observer, const auto& plugin, auto fn) {
+            const bool result = platform.bus.fake.SubscribeObserver(observer, plugin, std::move(fn));
+            deliver();
+            EXPECT_EQ(plain_calls, 1);
+            return result;
+        });
+    EXPECT_TRUE(bus->SubscribeChangeMsgEx("TUK_DeviceAccess", {}, &SelfEnding::Receive, &subscriber, "p"));
+    EXPECT_TRUE(bus->SubscribeChangeMsg(
+        "TUK_DeviceAccess", {}, [&](const std::string&, std::shared_ptr<IBusMsg>) { ++plain_calls; }, "p"));
+}
+
 TEST_F(ChangeMsgTest, SubscribingAgainHandsThePlatformTheSameAddress) {
     Inbox inbox;
     ASSERT_TRUE(bus->SubscribeChangeMsgEx("topic", {}, Receive, &inbox, "p"));
