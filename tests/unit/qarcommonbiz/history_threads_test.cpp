@@ -1,4 +1,4 @@
-// Plug-ins, events, sweeps and ranges at one time.
+// The order of rows, and what is held while a callback runs.
 
 #include <atomic>
 #include <cstdint>
@@ -10,8 +10,6 @@
 namespace qar::history_test {
 namespace {
 
-using Peer = CHistoryStateMgrPeer;
-
 constexpr int kRounds = 200;
 
 class HistoryThreadsTest : public HistoryTest {
@@ -19,8 +17,6 @@ protected:
     HistoryThreadsTest() {
         platform.log.SetLevel(7);
         platform.site.AddCamera(102, kDevice);
-        platform.site.AddCamera(103, 2);
-        SetClock("2024-03-08 09:00:00", 2, -19800);
     }
 
     static std::shared_ptr<IBusMsg> Message(int type, int source_type, unsigned int id) {
@@ -42,63 +38,7 @@ protected:
          ...);
         for (std::thread& thread : threads) thread.join();
     }
-
-    /// The moments rise, and the ranges are those of the points.
-    void ExpectWholeTimelines(const std::string& plugin, int busi) {
-        for (const int camera : {101, 102, 103}) {
-            std::vector<std::string> moments;
-            for (const std::string& point : Points(camera, busi, plugin)) moments.push_back(point.substr(0, 19));
-            for (std::size_t i = 1; i < moments.size(); ++i) EXPECT_LT(moments[i - 1], moments[i]);
-        }
-    }
 };
-
-TEST_F(HistoryThreadsTest, PluginsEventsSweepsAndRangesRunTogether) {
-    std::atomic<int> calls{0};
-    for (const char* plugin : {"a", "b"}) {
-        ASSERT_TRUE(manager.Register([&calls](auto&, int) { ++calls; }, {1, 2}, plugin, kTable, "id"));
-    }
-    RunTogether(
-        [this](int round) {
-            SetClock(ClockText(round));
-            manager.HandleDeviceState(Message(265, 2001, kDevice));
-            manager.HandleDeviceState(Message(261, 2001, 2));
-        },
-        [this](int) { manager.HandleChannelState(Message(517, 1001, 102)); },
-        [this](int) {
-            manager.CheckCameraState();
-            manager.CheckExpireState();
-        },
-        [this](int) {
-            manager.NotifyExceptionRange();
-            manager.DoDelaySetCareCamera();
-        },
-        [this](int round) {
-            manager.SetCareCameraStateInfo("a", 1 + round % 2, {101, 102, 103});
-            if (round % 10 == 9) manager.DelCareCameraStateInfo("a", 1, {101, 103});
-            if (round % 10 == 4) manager.DelCareCameraStateInfoByCameraID("a", 102);
-        },
-        [this](int round) {
-            manager.SetCareCameraStateInfoEx("b", 1, {101, 103});
-            if (round % 7 == 6) manager.DelCareCameraStateInfoAtMoveOutByCameraIDs("b", {103});
-            std::map<int, std::vector<SStateRange>> ranges;
-            manager.GetExceptionRange(ranges, "b", 1);
-            for (const auto& [camera, of_camera] : ranges) {
-                for (const SStateRange& range : of_camera) manager.DelHistoryStateInRange("b", 1, camera, range);
-            }
-            std::set<int> cared;
-            manager.GetCareCameraList(cared, "b", 1);
-        },
-        [this](int round) {
-            manager.Register([](auto&, int) {}, {1}, "c", kTable, "id");
-            manager.AddCameraState("c", 1 + round % 2, "2024-03-08T09:00:00+08:00", 1, 101);
-            manager.UnRegister("c");
-        });
-    EXPECT_GT(calls, 0);
-    for (const char* plugin : {"a", "b"}) {
-        for (const int busi : {1, 2}) ExpectWholeTimelines(plugin, busi);
-    }
-}
 
 TEST_F(HistoryThreadsTest, RowsFollowTheOrderOfMemoryUnderManyWriters) {
     ASSERT_TRUE(manager.Register([](auto&, int) {}, {1}, kPlugin, kTable, "id"));
