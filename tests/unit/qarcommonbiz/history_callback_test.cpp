@@ -394,15 +394,18 @@ TEST_F(HistoryCallbackTest, RetryThatAPluginsThrowEndsGoesOnAMinuteLaterAndCosts
 // --- life of the function --------------------------------------------------------------------------------------------
 
 /// Asks for a list when it goes, which takes the registrations exclusively.
-struct AsksAtItsEnd {
-    CHistoryStateMgr& manager;
-    int& ended;
-
+class AsksAtItsEnd {
+public:
+    AsksAtItsEnd(CHistoryStateMgr& manager, int& ended) : manager_(manager), ended_(ended) {}
     ~AsksAtItsEnd() {
         std::set<int> cameras;
-        manager.GetCareCameraList(cameras, "nobody", kBusi);
-        ++ended;
+        manager_.GetCareCameraList(cameras, "nobody", kBusi);
+        ++ended_;
     }
+
+private:
+    CHistoryStateMgr& manager_;
+    int& ended_;
 };
 
 TEST_F(HistoryCallbackTest, WhatTheFunctionOwnsIsDestroyedWithNoLockHeld) {
