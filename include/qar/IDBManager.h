@@ -16,13 +16,13 @@ struct SDBForwardResult;
 /// themselves.
 /// `connType` 2 is 2, every other value counts as 1. A result function runs on the caller's thread before the call
 /// returns, and not at all when the query fails; the connection it is given holds the whole result and is valid during
-/// that call only. It may call any operation here, but must call none of IHistoryStateMgr's: those can wait for a thread
-/// that waits for this very connection, and that thread's statement then fails. What it throws reaches the caller of the
-/// query.
+/// that call only. It may call any operation here, but must call none of IHistoryStateMgr's: those can wait for a
+/// thread that waits for this very connection, and that thread's statement then fails. What it throws reaches the
+/// caller of the query.
 /// The forwarded calls hand their arguments to the platform as they are, which alone knows what they mean.
 /// Failures: false, also for a plug-in whose connections are not open, with the reason in the log.
-/// Threads: any; every operation blocks on the database. Initialize and Finalize of one plug-in must not overlap, or it
-/// can end up open without following changes.
+/// Threads: any; every operation blocks on the database. Initialize and Finalize of one plug-in must not overlap, or
+/// it can end up open without following changes.
 class QARCOMMON_API IDBManager {
 public:
     using ResultFunc = std::function<void(db_layer::CConnect*)>;

@@ -68,8 +68,8 @@ public:
     /// @return false for an unknown plug-in or business type; what happens to single cameras is only logged
     virtual bool SetCareCameraStateInfo(const std::string& plugin, int busi, const std::set<int>& cameras) = 0;
     /// SetCareCameraStateInfo for cameras that may have come from another node: their rows are read from the table.
-    /// It must not overlap a deletion of the same cameras, or rows that were read before and deleted meanwhile come back
-    /// into memory.
+    /// It must not overlap a deletion of the same cameras, or rows that were read before and deleted meanwhile come
+    /// back into memory.
     /// @return false also when any single camera failed. A camera whose device's clock is not known yet is put off and
     ///         tried again each minute until it succeeds or leaves by UnRegister, by
     ///         DelCareCameraStateInfoAtMoveOutByCameraIDs or, once any of the plug-in's cameras has had a timeline
