@@ -1,5 +1,7 @@
 #include "standalone/device/ProbeEngine.h"
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <exception>
 
@@ -15,12 +17,30 @@ using std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kShortestPeriod(1);
 constexpr std::chrono::minutes kBetweenLackLines(1);
 
+std::size_t PlacesFor(int connections, std::size_t targets) {
+    const auto wanted = static_cast<rlim_t>(std::max(connections, 1));
+    rlimit files{};
+    if (getrlimit(RLIMIT_NOFILE, &files) != 0 || files.rlim_cur / 2 >= wanted) {
+        return wanted;
+    }
+    const rlim_t places = std::max<rlim_t>(files.rlim_cur / 2, 1);
+    if (targets > places) {
+        LogSinkWrite(kLogWarning, kModulePlatform,
+                     "at most %llu devices are asked at a time, not %d: the process may open only %llu files",
+                     static_cast<unsigned long long>(places), connections,
+                     static_cast<unsigned long long>(files.rlim_cur));
+    }
+    return places;
+}
+
 }  // namespace
 
 ProbeEngine::ProbeEngine(const ProbeOptions& options, std::vector<Target> targets)
     : timeout_(options.timeout_ms),
       period_(std::max<std::chrono::nanoseconds>(Clock::Get().RealDuration(std::chrono::seconds(options.period_s)),
                                                  kShortestPeriod)),
+      places_(PlacesFor(options.connections, targets.size())),
+      places_of_a_kind_(places_ - places_ / 4),
       io_(1) {
     entries_.reserve(targets.size());
     for (Target& target : targets) {
@@ -76,15 +96,33 @@ void ProbeEngine::Schedule(Entry& entry) {
 }
 
 void ProbeEngine::OnDue(Entry& entry) {
-    if (active_ < kMostAtOnce) {
+    KindOf(entry).waiting.push_back(&entry);
+    BeginWaiting();
+}
+
+void ProbeEngine::BeginWaiting() {
+    while (Kind* kind = NextKind()) {
+        Entry& entry = *kind->waiting.front();
+        kind->waiting.pop_front();
+        ++kind->active;
         Begin(entry);
-    } else {
-        waiting_.push_back(&entry);
     }
 }
 
+ProbeEngine::Kind* ProbeEngine::NextKind() {
+    if (quick_.active + slow_.active >= places_) {
+        return nullptr;
+    }
+    for (Kind* kind : {&quick_, &slow_}) {
+        if (!kind->waiting.empty() && kind->active < places_of_a_kind_) {
+            return kind;
+        }
+    }
+    return nullptr;
+}
+
 void ProbeEngine::Begin(Entry& entry) {
-    ++active_;
+    entry.begun = steady_clock::now();
     std::make_shared<Probe>(io_, *resolver_, entry.target.address, timeout_, [this, &entry](const ProbeResult& result) {
         OnResult(entry, result);
     })->Start();
@@ -92,15 +130,13 @@ void ProbeEngine::Begin(Entry& entry) {
 
 // Everything is arranged for the next probe before the result is told: what a handler throws costs no probe.
 void ProbeEngine::OnResult(Entry& entry, const ProbeResult& result) {
-    --active_;
-    const auto missed = std::max<steady_clock::duration>(steady_clock::now() - entry.due, {}) / period_;
+    --KindOf(entry).active;
+    const steady_clock::time_point now = steady_clock::now();
+    entry.slow = now - entry.begun >= timeout_ / 2;
+    const auto missed = std::max<steady_clock::duration>(now - entry.due, {}) / period_;
     entry.due += period_ * (missed + 1);
     Schedule(entry);
-    if (!waiting_.empty()) {
-        Entry& next = *waiting_.front();
-        waiting_.pop_front();
-        Begin(next);
-    }
+    BeginWaiting();
     if (result.outcome == ProbeResult::Outcome::kNotAsked) {
         TellLack(result.reason);
         return;

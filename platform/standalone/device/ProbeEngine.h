@@ -21,11 +21,11 @@
 namespace qarplatform {
 
 /// Probes many devices on one thread, each once a period, none twice at a time.
+/// A probe under way has a place; who finds none free waits for one. A device counts as slow while its last probe took
+/// half its time-out or longer. Neither the slow devices nor the others have more than three quarters of the places, so
+/// those that hang, however many, keep none waiting that answers, and the other way round.
 class ProbeEngine {
 public:
-    /// Connections that are open at a time; further probes wait for their turn.
-    static constexpr std::size_t kMostAtOnce = 512;
-
     struct Target {
         DeviceAddress address;
         Probe::Handler on_result;  ///< called on the engine's thread
@@ -35,6 +35,10 @@ public:
     ~ProbeEngine();
     ProbeEngine(const ProbeEngine&) = delete;
     ProbeEngine& operator=(const ProbeEngine&) = delete;
+
+    /// @return how many probes are under way at a time: as the options say, but at most half of the open files that the
+    ///         process may have
+    std::size_t Places() const { return places_; }
 
     /// Begins: the first target is asked at once, the others spread over the first period. Once.
     /// @return false with the reason when no thread can be made
@@ -50,22 +54,35 @@ private:
         Target target;
         boost::asio::steady_timer timer;
         std::chrono::steady_clock::time_point due;
+        std::chrono::steady_clock::time_point begun;
+        bool slow = false;
+    };
+
+    /// The slow targets, or the others.
+    struct Kind {
+        std::deque<Entry*> waiting;
+        std::size_t active = 0;
     };
 
     void Run();
     void Schedule(Entry& entry);
     void OnDue(Entry& entry);
+    void BeginWaiting();
+    Kind* NextKind();
+    Kind& KindOf(const Entry& entry) { return entry.slow ? slow_ : quick_; }
     void Begin(Entry& entry);
     void OnResult(Entry& entry, const ProbeResult& result);
     void TellLack(const std::string& reason);
 
     const std::chrono::milliseconds timeout_;
     const std::chrono::nanoseconds period_;
+    const std::size_t places_;
+    const std::size_t places_of_a_kind_;
     boost::asio::io_context io_;
     std::optional<HostResolver> resolver_;
     std::vector<std::unique_ptr<Entry>> entries_;
-    std::deque<Entry*> waiting_;
-    std::size_t active_ = 0;
+    Kind quick_;
+    Kind slow_;
     std::optional<std::chrono::steady_clock::time_point> lack_told_;
     std::thread thread_;
 };

@@ -16,6 +16,7 @@ struct ProbeOptions {
     int period_s = 60;      ///< scaled seconds between two probes of a device
     int timeout_ms = 2000;  ///< real milliseconds for a whole probe
     int failures = 1;       ///< failed probes in a row after which a device counts as away
+    int connections = 512;  ///< probes under way at a time
 };
 
 /// Longest data_dir in bytes: the host's control socket lies in it, and the address of a socket holds 107.

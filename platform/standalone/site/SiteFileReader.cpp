@@ -155,6 +155,7 @@ void SiteFileReader::ReadProbe() {
         section.Integer("period_s", Need::kOptional, 1, kSecondsPerDay, file_.probe.period_s);
         section.Integer("timeout_ms", Need::kOptional, 10, 60000, file_.probe.timeout_ms);
         section.Integer("failures", Need::kOptional, 1, 1000, file_.probe.failures);
+        section.Integer("connections", Need::kOptional, 4, 10000, file_.probe.connections);
         section.ReportUnknown();
     }
 }

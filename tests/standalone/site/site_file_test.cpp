@@ -34,6 +34,7 @@ dir = "tables"
 period_s = 30
 timeout_ms = 500
 failures = 2
+connections = 64
 [[zone]]
 name = "west5"
 display_name = "Five hours west"
@@ -116,6 +117,7 @@ TEST_F(SiteFileTest, EveryKeyIsRead) {
     EXPECT_EQ(file.probe.period_s, 30);
     EXPECT_EQ(file.probe.timeout_ms, 500);
     EXPECT_EQ(file.probe.failures, 2);
+    EXPECT_EQ(file.probe.connections, 64);
     EXPECT_EQ(file.site.database_dir, folder_.At("data/tables"));
 
     ASSERT_EQ(file.site.zones.size(), 2U);
@@ -180,6 +182,7 @@ TEST_F(SiteFileTest, WhatIsLeftOutHasItsDefault) {
     EXPECT_EQ(file.probe.period_s, 60);
     EXPECT_EQ(file.probe.timeout_ms, 2000);
     EXPECT_EQ(file.probe.failures, 1);
+    EXPECT_EQ(file.probe.connections, 512);
     EXPECT_EQ(file.site.database_dir, folder_.At("data/db"));
     EXPECT_THAT(file.site.devices, IsEmpty());
 }
@@ -296,7 +299,7 @@ const Broken kBroken[] = {
       "zone"}},
     {"UnknownKey",
      "[probe]\n\nperiod = 3\n",
-     {"5: probe.period: unknown; known here are failures, period_s, timeout_ms"}},
+     {"5: probe.period: unknown; known here are connections, failures, period_s, timeout_ms"}},
     {"SectionInsteadOfList",
      "[device]\nid = 1\n",
      {"3: device: must be a list of sections, each written [[device]], found a section"}},
@@ -342,6 +345,7 @@ const Broken kBroken[] = {
     {"Period", "[probe]\nperiod_s = 0\n", {"4: probe.period_s: must be 1 to 86400, found 0"}},
     {"Timeout", "[probe]\ntimeout_ms = 60001\n", {"4: probe.timeout_ms: must be 10 to 60000, found 60001"}},
     {"Failures", "[probe]\nfailures = -1\n", {"4: probe.failures: must be 1 to 1000, found -1"}},
+    {"Connections", "[probe]\nconnections = 3\n", {"4: probe.connections: must be 4 to 10000, found 3"}},
     {"ZoneWithoutAnything",
      "[[zone]]\n",
      {"3: zone[1].name: missing; must be a text", "3: zone[1].bias: missing; must be a whole number"}},
@@ -462,7 +466,7 @@ const Broken kBroken[] = {
      "scale = \"fast\"\n",
      {"4: element[1].id: must be 1 to 2147483647, found -1", "6: element[1].channel: there is no channel 5",
       "9: probe.period_s: must be 1 to 86400, found 0",
-      "10: probe.unknown: unknown; known here are failures, period_s, timeout_ms",
+      "10: probe.unknown: unknown; known here are connections, failures, period_s, timeout_ms",
       "11: zone: must be a list of sections, each written [[zone]], found a section",
       "13: clock.scale: must be a number, found a text"}},
 };
