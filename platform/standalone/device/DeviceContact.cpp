@@ -59,7 +59,7 @@ void DeviceContact::OnAnswer(const ProbeResult& result) {
     device_->SetOnline(true);
     LogSinkWrite(kLogInformation, kModulePlatform, "device %d \"%s\" %s at %s", device_->GetID(),
                  device_->Name().c_str(), first ? "answers" : "answers again", device_->GetTextC().c_str());
-    away_reason_.clear();
+    away_reasons_.clear();
     if (device_->GetGuardStatus()) {
         if (first) {
             RaiseGuardOn(*device_);
@@ -75,10 +75,9 @@ void DeviceContact::OnFailure(const std::string& reason) {
     }
     failed_ = failures_;
     device_->SetOnline(false);
-    if (away_reason_ == reason) {
+    if (!away_reasons_.insert(reason).second) {
         return;
     }
-    away_reason_ = reason;
     LogSinkWrite(kLogWarning, kModulePlatform, "device %d \"%s\" does not answer at %s: %s", device_->GetID(),
                  device_->Name().c_str(), device_->GetTextC().c_str(), reason.c_str());
 }

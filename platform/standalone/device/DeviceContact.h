@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <set>
 #include <string>
 
 #include "standalone/device/LiveDevice.h"
@@ -24,9 +25,10 @@ private:
 
     const std::shared_ptr<LiveDevice> device_;
     const int failures_;
-    int failed_ = 0;             // probes in a row
-    bool contacted_ = false;     // since the start
-    std::string away_reason_;    // as last logged; empty while the device is there
+    int failed_ = 0;          // probes in a row
+    bool contacted_ = false;  // since the start
+    // logged in this absence; a device may fail in turns, and each kind of failure is one line
+    std::set<std::string> away_reasons_;
     bool date_doubted_ = false;  // logged, and no good date since
     bool clock_jumps_ = false;   // the last date was a jump; a clock that stands still jumps at each answer
 };

@@ -284,6 +284,21 @@ TEST_F(DeviceLayerTest, OtherReasonIsALineOfItsOwn) {
                 ElementsAre(line + "the answer is not HTTP", line + "the connection was closed without an answer"));
 }
 
+TEST_F(DeviceLayerTest, ReasonsThatTakeTurnsAreOneLineEach) {
+    ScriptedServer server;
+    int asked = 0;  // on the server's thread
+    server.SetScript([&asked](const std::string&) {
+        return ++asked % 2 == 0 ? Reply{"rubbish"} : Reply{"", false, true};
+    });
+    AddDevice("http://" + server.HostAndPort() + "/");
+    Start();
+    ASSERT_TRUE(server.WaitForMoreConnections(8));
+
+    const std::string line = "W device 1 \"Camera 1\" does not answer at http://" + server.HostAndPort() + "/: ";
+    EXPECT_THAT(StopAndReadLog(),
+                ElementsAre(line + "the connection was closed without an answer", line + "the answer is not HTTP"));
+}
+
 TEST_F(DeviceLayerTest, HttpDeviceIsAskedForItsHeadAndAnyStatusIsAnAnswer) {
     ScriptedServer server;
     server.SetScript([](const std::string&) {
