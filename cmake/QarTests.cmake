@@ -66,3 +66,11 @@ target_compile_definitions(
     integration_tests PRIVATE QARHOST_PATH="$<TARGET_FILE:qarhost>" PLUGIN_DIR="${QAR_PLUGIN_DIR}"
                               TEST_PLUGIN_DIR="${QAR_TEST_PLUGIN_DIR}")
 add_dependencies(integration_tests qarhost backfill ${test_plugins})
+
+# Thousands of devices; QAR_DEVICES says how many. Its long runs are not ctest's.
+qar_sources(sources FOLDER tests/devices)
+list(APPEND sources ${support})
+qar_add_test_program(device_load_tests "${sources}" qarplatform_objects demo_cameras_core)
+target_compile_definitions(device_load_tests PRIVATE QARHOST_PATH="$<TARGET_FILE:qarhost>" PLUGIN_DIR="${QAR_PLUGIN_DIR}"
+                                                     TEST_PLUGIN_DIR="${QAR_TEST_PLUGIN_DIR}")
+add_dependencies(device_load_tests qarhost ${test_plugins})

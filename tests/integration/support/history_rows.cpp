@@ -45,6 +45,11 @@ std::int64_t HistoryRows::LatestWallS() {
     return demo::ParsePlain(Query(database_, "SELECT max(state_time) FROM camera_history").front()).value_or(0);
 }
 
+std::int64_t HistoryRows::LatestWallS(int camera) {
+    const std::string sql = "SELECT max(state_time) FROM camera_history WHERE camera_id = " + std::to_string(camera);
+    return demo::ParsePlain(Query(database_, sql).front()).value_or(0);
+}
+
 std::vector<std::string> HistoryRows::All() {
     return Query(database_,
                  "SELECT camera_id, business_type, state_time, camera_state FROM camera_history ORDER BY 1, 2, 3, 4");

@@ -23,6 +23,7 @@ public:
 
     /// The latest moment of all rows: the wall clock in seconds since 1970 as if it were UTC; 0 where there is no row.
     std::int64_t LatestWallS();
+    std::int64_t LatestWallS(int camera);
     /// Camera, business type, moment and state of all rows, sorted.
     std::vector<std::string> All();
 

@@ -27,8 +27,11 @@ std::optional<HostState> ReadState(const std::string& json) {
     HostState state;
     state.pid = document["pid"].GetInt();
     state.database = document["database"].GetString();
+    state.now_ms = document["clock"]["now_ms"].GetInt64();
     for (const auto& timer : document["timers"].GetArray()) {
-        if (timer["name"] == kHistoryTimer) state.history_timer_started_ms = timer["started_ms"].GetInt64();
+        if (timer["name"] != kHistoryTimer) continue;
+        state.history_timer_started_ms = timer["started_ms"].GetInt64();
+        state.history_timer_ticks = timer["ticks"].GetInt64();
     }
     for (const auto& device : document["devices"].GetArray()) {
         state.devices.push_back({device["id"].GetInt(), device["online"].GetBool(), device["guard"].GetBool(),

@@ -22,7 +22,9 @@ struct DeviceState {
 struct HostState {
     pid_t pid = 0;
     std::string database;
+    std::int64_t now_ms = 0;                               ///< on the scaled clock
     std::optional<std::int64_t> history_timer_started_ms;  ///< scaled moment at which the history's timer began
+    std::int64_t history_timer_ticks = 0;
     std::vector<DeviceState> devices;
     std::vector<std::pair<std::string, std::string>> plugins;  ///< id and state
 

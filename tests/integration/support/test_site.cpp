@@ -62,7 +62,8 @@ std::string TestSite::Write() const {
         << "[clock]\nscale = " << clock_.Scale() << "\norigin = " << demo::FormatUtc(clock_.OriginSeconds())
         << "\nstart = " << demo::FormatUtc(clock_.StartSeconds()) << "\n"
         << "[database]\ndir = \"db\"\n"
-        << "[probe]\nperiod_s = 60\ntimeout_ms = " << probe_timeout_ms_ << "\nfailures = 1\n"
+        << "[probe]\nperiod_s = " << probe_period_s_ << "\ntimeout_ms = " << probe_timeout_ms_
+        << "\nfailures = 1\nconnections = " << probe_connections_ << "\n"
         << "[[zone]]\nname = \"east8\"\ndisplay_name = \"UTC+08:00\"\nbias = -480\n"
         << "[[zone]]\nname = \"west530\"\ndisplay_name = \"UTC-05:30\"\nbias = 330\n"
         << "[[area]]\nid = 1\nname = \"Yard\"\n"

@@ -39,6 +39,10 @@ public:
 
     /// Real milliseconds for a whole probe; 2000 at first.
     void SetProbeTimeout(int ms) { probe_timeout_ms_ = ms; }
+    /// Scaled seconds between two probes of a device; kProbeS at first.
+    void SetProbePeriod(int seconds) { probe_period_s_ = seconds; }
+    /// Probes under way at a time; 512 at first.
+    void SetProbeConnections(int connections) { probe_connections_ = connections; }
 
     /// Writes the site file. @return its path
     std::string Write() const;
@@ -63,6 +67,8 @@ private:
     std::string plugins_;
     int devices_ = 0;
     int probe_timeout_ms_ = 2000;
+    std::int64_t probe_period_s_ = kProbeS;
+    int probe_connections_ = 512;
 };
 
 }  // namespace qartest
