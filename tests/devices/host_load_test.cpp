@@ -109,6 +109,8 @@ TEST_F(HostLoadTest, SweepsCallsAndDevicesThatAnswerDoNotWaitForThousandsThatDoN
     // While nobody comes, only the sweeps move the newest row of a camera that stays.
     sweeps_ = 0;
     const std::int64_t ticks_before = ticks_;
+    const double good_before = devices_.TurnsOf(load_.Good());
+    const double silent_before = devices_.TurnsOf(load_.Silent());
     devices_.SetAway(leaving, true);
     const milliseconds gone = WaitForOnline(leaving, Load::kPatience * load_.Notice());
     const std::int64_t gone_s = site_.Clock().NowMs() / 1000;
@@ -130,6 +132,11 @@ TEST_F(HostLoadTest, SweepsCallsAndDevicesThatAnswerDoNotWaitForThousandsThatDoN
                notice.begin_utc_s <= gone_s && notice.end_utc_s >= back_s;
     }));
 
+    const double good_turns = devices_.TurnsOf(load_.Good()) - good_before;
+    const double silent_turns = devices_.TurnsOf(load_.Silent()) - silent_before;
+    // In turns of all alike there would be as many of the one as of the other.
+    EXPECT_GE(good_turns, 1.5 * silent_turns);
+    EXPECT_GT(silent_turns, 0);
     EXPECT_LT(most_ticks_late_, kCheckEvery);
     EXPECT_LE(devices_.MostOpen(), static_cast<std::size_t>(load_.Connections()));
     EXPECT_LE(most_files_, static_cast<std::size_t>(load_.Connections()) + kOtherFiles);

@@ -49,6 +49,9 @@ struct Load {
     std::vector<int> Good() const {
         return Those([](Behaviour behaviour) { return behaviour == Behaviour::kAnswers; });
     }
+    std::vector<int> Silent() const {
+        return Those([](Behaviour behaviour) { return behaviour == Behaviour::kSilent; });
+    }
     /// Some of those that answer as they should: they go away and come back.
     std::vector<int> Leaving() const {
         std::vector<int> leaving;

@@ -232,13 +232,15 @@ void ManyDevices::SetAway(const std::vector<int>& devices, bool away) {
     });
 }
 
-int ManyDevices::Asked(int device) const { return AskedOf({device}); }
+int ManyDevices::Asked(int device) const {
+    return io_.Run([&] { return asked_.at(static_cast<std::size_t>(device)); });
+}
 
-int ManyDevices::AskedOf(const std::vector<int>& devices) const {
+double ManyDevices::TurnsOf(const std::vector<int>& devices) const {
     return io_.Run([&] {
-        int asked = 0;
+        double asked = 0;
         for (const int device : devices) asked += asked_.at(static_cast<std::size_t>(device));
-        return asked;
+        return asked / static_cast<double>(devices.size());
     });
 }
 

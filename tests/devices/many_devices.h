@@ -62,7 +62,8 @@ public:
 
     /// How often a device was connected to. Nobody knows of those that take no connection.
     int Asked(int device) const;
-    int AskedOf(const std::vector<int>& devices) const;
+    /// How often each of some devices was, on average.
+    double TurnsOf(const std::vector<int>& devices) const;
 
     /// The most connections that were open on both ends at one time. Those to devices that take none do not count.
     std::size_t MostOpen() const;
