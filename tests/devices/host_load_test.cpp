@@ -160,9 +160,11 @@ TEST_F(HostLoadTest, SweepsCallsAndDevicesThatAnswerDoNotWaitForThousandsThatDoN
               << load_.FirstRound().count() << " expected), outage after " << gone.count() << " ms, return after "
               << back.count() << " ms (" << load_.Notice().count() << " expected); most connections "
               << devices_.MostOpen() << " of " << load_.Connections() << ", most open files " << most_files_
-              << "; timer at most " << most_ticks_late_ << " ticks late; " << sweeps << " sweeps seen in "
-              << (ticks_ - ticks_before) << " ticks; " << rounds << " rounds of a plug-in's calls, " << slow
-              << " slow, longest " << longest_ms << " ms; stop " << stop.count() << " ms\n";
+              << "; meanwhile " << good_turns << " probes of each good device, " << silent_turns
+              << " of each silent one; timer at most " << most_ticks_late_ << " ticks late; " << sweeps
+              << " sweeps seen in " << (ticks_ - ticks_before) << " ticks; " << rounds
+              << " rounds of a plug-in's calls, " << slow << " slow, longest " << longest_ms << " ms; stop "
+              << stop.count() << " ms\n";
 }
 
 }  // namespace
