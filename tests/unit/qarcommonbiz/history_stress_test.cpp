@@ -16,6 +16,7 @@
 namespace qar::history_test {
 namespace {
 
+using namespace stress;
 using RangeMap = std::map<int, std::vector<SStateRange>>;
 
 constexpr int kThreads = 8;
@@ -286,7 +287,7 @@ protected:
 
     std::vector<std::string> MemoryOf(const std::string& plugin, int busi, int camera) const {
         std::vector<std::string> points;
-        for (const std::string& point : Points(camera, busi, plugin)) points.push_back(WithoutOffset(point));
+        for (const std::string& point : Points(camera, busi, plugin)) points.push_back(PlainPoint(point));
         return points;
     }
     template <class Check>

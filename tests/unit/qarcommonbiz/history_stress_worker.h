@@ -9,7 +9,8 @@
 
 #include "history_fixture.h"
 
-namespace qar::history_test {
+// A namespace of its own: these are everyday names, and another test's would be taken for them without a word.
+namespace qar::history_test::stress {
 
 constexpr int kWest = -19800;
 constexpr int kUnknownClockDevice = 3;
@@ -52,7 +53,7 @@ inline std::string IsoText(long long moment, int camera) {
 }
 
 /// "<ISO text> <state>" as "<plain text> <state>".
-inline std::string WithoutOffset(std::string point) {
+inline std::string PlainPoint(std::string point) {
     point[10] = ' ';
     return point.substr(0, 19) + point.substr(point.rfind(' '));
 }
@@ -79,4 +80,4 @@ struct Worker {
     }
 };
 
-}  // namespace qar::history_test
+}  // namespace qar::history_test::stress
