@@ -1,0 +1,280 @@
+#include "steps.h"
+
+#include <iterator>
+#include <tuple>
+#include <utility>
+
+namespace qartest {
+namespace {
+
+constexpr int64_t kMinute = 60;
+constexpr int64_t kHour = 3600;
+constexpr int64_t kDay = 86400;
+constexpr int64_t kOffsets[] = {8 * kHour, 7 * kHour, 9 * kHour, 0, -5 * kHour, -11 * kHour / 2, -1800, 20700};
+constexpr int kLastDevice = 3;
+
+const char* OnOff(bool on) { return on ? "on" : "off"; }
+
+std::string Name(int plugin) { return kNames[plugin]; }
+
+std::string Of(Key key) {
+    return "business type " + std::to_string(key.first) + ", camera " + std::to_string(key.second);
+}
+
+}  // namespace
+
+StepMaker::StepMaker(uint64_t seed, const SideBySide& sides)
+    : dice_(seed),
+      sides_(sides),
+      count_(20 + dice_.Pick(21)),
+      fail_one_in_(dice_.Chance(40) ? 2 + static_cast<unsigned int>(dice_.Pick(10)) : 0) {}
+
+Step StepMaker::Next() {
+    if (std::exchange(first_, false)) return Scene();
+    const bool quiet = dice_.Chance(35);
+    Step before = quiet ? Step{"", [](SideBySide&) {}} : Happening();
+    Step step = Operation();
+    const uint64_t luck = dice_.Roll();
+    const unsigned int one_in = dice_.Chance(60) ? fail_one_in_ : 0;
+    step.text = before.text + step.text + (one_in == 0 ? "" : ", statements may fail");
+    step.run = [before = std::move(before.run), operation = std::move(step.run), luck, one_in](SideBySide& sides) {
+        before(sides);
+        sides.StartStep(luck, one_in);
+        operation(sides);
+    };
+    return step;
+}
+
+Step StepMaker::Scene() {
+    // Days that are seven days behind the end of a February or of a year come often.
+    const int64_t days[] = {19419, 19423, 19726, 19785, 19790, 20154, 20519, 20882, 19000 + dice_.Pick(3000)};
+    const int64_t utc = dice_.Of(days) * kDay + dice_.Pick(kDay);
+    std::vector<int64_t> offsets;
+    for (int device = 1; device <= kLastDevice; ++device) offsets.push_back(dice_.Of(kOffsets));
+    std::string text = "it is " + Moment{utc, 0}.Plain() + " UTC; the devices' offsets are";
+    for (const int64_t offset : offsets) text += " " + std::to_string(offset);
+    return {text, [utc, offsets](SideBySide& sides) {
+                sides.world.utc = utc;
+                for (int device = 1; device <= kLastDevice; ++device) {
+                    sides.world.devices[device].offset = offsets[static_cast<size_t>(device - 1)];
+                }
+                sides.StartStep(0, 0);
+            }};
+}
+
+Step StepMaker::Happening() {
+    const int kind = dice_.Pick(20);
+    if (kind < 12) {
+        const int64_t spans[] = {1,     30,        kMinute,   5 * kMinute, 30 * kMinute, kHour,
+                                 kHour, 6 * kHour, kDay - 60, 2 * kDay,    7 * kDay,     8 * kDay};
+        const int64_t span = dice_.Of(spans);
+        return {std::to_string(span) + " s pass; ", [span](SideBySide& sides) { sides.world.utc += span; }};
+    }
+    const int device = 1 + dice_.Pick(kLastDevice);
+    const int camera = AnyCamera();
+    const bool good = dice_.Chance(65);
+    const std::string of_device = "device " + std::to_string(device) + ": ";
+    const auto change = [device](auto&& how) {
+        return [device, how](SideBySide& sides) { how(sides.world.devices[device]); };
+    };
+    switch (kind) {
+        case 12:
+            return {of_device + "guard " + OnOff(good) + "; ", change([good](Device& it) { it.guard = good; })};
+        case 13:
+            return {of_device + "online " + OnOff(good) + "; ", change([good](Device& it) { it.online = good; })};
+        case 14:
+        case 15:
+            return {of_device + "clock learned " + OnOff(good) + "; ",
+                    change([good](Device& it) { it.clock_learned = good; })};
+        case 16: {
+            const int64_t offset = dice_.Of(kOffsets);
+            return {of_device + "offset " + std::to_string(offset) + "; ",
+                    change([offset](Device& it) { it.offset = offset; })};
+        }
+        case 17: {
+            const int64_t errors[] = {0, 0, 1, -1, kHour, -kHour, -9 * kDay, 9 * kDay};
+            const int64_t error = dice_.Of(errors);
+            return {of_device + "clock " + std::to_string(error) + " s ahead; ",
+                    change([error](Device& it) { it.error = error; })};
+        }
+        case 18:
+            return {"camera " + std::to_string(camera) + ": online " + OnOff(good) + "; ",
+                    [camera, good](SideBySide& sides) { sides.world.cameras[camera].online = good; }};
+        default: {
+            const bool whole = dice_.Chance(30);
+            return {(whole ? of_device : "camera " + std::to_string(camera) + ": ") + "known " + OnOff(good) + "; ",
+                    [whole, device, camera, good](SideBySide& sides) {
+                        (whole ? sides.world.devices[device].known : sides.world.cameras[camera].known) = good;
+                    }};
+        }
+    }
+}
+
+Step StepMaker::Operation() {
+    const int plugin = dice_.Pick(kPlugins);
+    if (sides_.models[static_cast<size_t>(plugin)].busi_types.empty() && dice_.Chance(60)) return Register(plugin);
+    const int kind = dice_.Pick(100);
+    if (kind < 2) return Register(plugin);
+    if (kind < 4) {
+        return {Name(plugin) + ": UnRegister", [plugin](SideBySide& sides) { sides.UnRegister(plugin); }};
+    }
+    if (kind < 7) return {"the process ends and starts", [](SideBySide& sides) { sides.Restart(); }};
+    if (kind < 11) return RowsFromElsewhere(plugin);
+    if (kind < 29) return Care(plugin);
+    if (kind < 39) return Deletion(plugin);
+    if (kind < 55) return AddState(plugin);
+    if (kind < 65) return DelRange(plugin);
+    if (kind < 80) return Event();
+    return Tick();
+}
+
+Step StepMaker::Register(int plugin) {
+    std::set<int> busi_types;
+    for (int busi = 1; busi <= 3; ++busi) {
+        if (dice_.Chance(65)) busi_types.insert(busi);
+    }
+    return {Name(plugin) + ": Register " + List(busi_types),
+            [plugin, busi_types](SideBySide& sides) { sides.Register(plugin, busi_types); }};
+}
+
+Step StepMaker::Care(int plugin) {
+    const int busi = Busi();
+    const std::set<int> cameras = AnyCameras();
+    const bool ex = dice_.Chance(50);
+    return {Name(plugin) + ": SetCareCameraStateInfo" + (ex ? "Ex" : "") + ", business type " + std::to_string(busi) +
+                ", cameras " + List(cameras),
+            [=](SideBySide& sides) { sides.SetCare(plugin, busi, cameras, ex); }};
+}
+
+Step StepMaker::Deletion(int plugin) {
+    const Key key = AnyLine(plugin);
+    std::set<int> cameras = AnyCameras();
+    switch (dice_.Pick(3)) {
+        case 0:
+            cameras.insert(key.second);
+            return {Name(plugin) + ": DelCareCameraStateInfo, business type " + std::to_string(key.first) +
+                        ", cameras " + List(cameras),
+                    [=](SideBySide& sides) { sides.DelCare(plugin, key.first, cameras); }};
+        case 1:
+            return {Name(plugin) + ": DelCareCameraStateInfoByCameraID " + std::to_string(key.second),
+                    [=](SideBySide& sides) { sides.DelCareByCamera(plugin, key.second); }};
+        default:
+            return {Name(plugin) + ": DelCareCameraStateInfoAtMoveOutByCameraIDs " + List(cameras),
+                    [=](SideBySide& sides) { sides.MoveOut(plugin, cameras); }};
+    }
+}
+
+Step StepMaker::AddState(int plugin) {
+    const Key key = AnyLine(plugin);
+    const TimeText at = Write(AnyMoment(plugin, key));
+    const int state = AnyState();
+    return {
+        Name(plugin) + ": AddCameraState, " + Of(key) + ", state " + std::to_string(state) + ", \"" + at.text + "\"",
+        [=](SideBySide& sides) { sides.AddState(plugin, key, at.text, at.moment, state); }};
+}
+
+Step StepMaker::DelRange(int plugin) {
+    const Key key = AnyLine(plugin);
+    Moment begin = AnyMoment(plugin, key);
+    Moment end = AnyMoment(plugin, key);
+    Ranges ranges = sides_.models[static_cast<size_t>(plugin)].GetRanges(key.first);
+    if (!ranges[key.second].empty() && dice_.Chance(55)) std::tie(begin, end) = dice_.Of(ranges[key.second]);
+    if (end < begin && dice_.Chance(50)) std::swap(begin, end);
+    const TimeText from = Write(begin);
+    const TimeText to = Write(end);
+    return {Name(plugin) + ": DelHistoryStateInRange, " + Of(key) + ", \"" + from.text + "\" to \"" + to.text + "\"",
+            [=](SideBySide& sides) { sides.DelRange(plugin, key, from.text, from.moment, to.text, to.moment); }};
+}
+
+Step StepMaker::Event() {
+    constexpr int kDevice = qarmock::kDeviceType;
+    constexpr int kCamera = qarmock::kCameraType;
+    int type = dice_.Chance(50) ? 265 : 261;
+    int resource_type = kDevice;
+    int id = 1 + dice_.Pick(kLastDevice);
+    if (dice_.Chance(45)) {
+        type = 517;
+        resource_type = kCamera;
+        id = AnyCamera();
+    }
+    if (dice_.Chance(4)) resource_type = kDevice + kCamera - resource_type;
+    if (dice_.Chance(2)) id = 99;
+    if (dice_.Chance(2)) type = 300;
+    return {"message " + std::to_string(type) + " of " + std::to_string(resource_type) + ", id " + std::to_string(id),
+            [=](SideBySide& sides) { sides.Event(type, resource_type, id); }};
+}
+
+Step StepMaker::Tick() {
+    const int remainders[] = {25, 55, 25, 55, 20, 20, 20, 5, 5, dice_.Pick(60)};
+    const uint64_t tick = static_cast<uint64_t>(60 * dice_.Pick(9) + dice_.Of(remainders));
+    return {"tick " + std::to_string(tick), [tick](SideBySide& sides) { sides.Tick(tick); }};
+}
+
+Step StepMaker::RowsFromElsewhere(int plugin) {
+    const Key key = AnyLine(plugin);
+    std::vector<Row> rows;
+    std::string text = Name(plugin) + ": another node adds rows, " + Of(key) + ":";
+    for (int count = 1 + dice_.Pick(3); count > 0; --count) {
+        const Moment at = AnyMoment(plugin, key);
+        rows.push_back({at, AnyState(), at.wall - at.offset});
+        text += " " + at.Iso() + " state " + std::to_string(rows.back().state);
+    }
+    return {text, [=](SideBySide& sides) {
+                for (const Row& row : rows) sides.RowFromElsewhere(plugin, key, row);
+            }};
+}
+
+int StepMaker::Busi() { return dice_.Chance(95) ? 1 + dice_.Pick(3) : dice_.Of(kBusiTypes); }
+
+int StepMaker::AnyCamera() { return dice_.Of(sides_.world.cameras).first; }
+
+std::set<int> StepMaker::AnyCameras() {
+    std::set<int> cameras;
+    const int counts[] = {0, 1, 1, 1, 1, 2, 2, 3, 5};
+    for (int count = dice_.Of(counts); count > 0; --count) cameras.insert(AnyCamera());
+    return cameras;
+}
+
+Key StepMaker::AnyLine(int plugin) {
+    const auto& lines = sides_.models[static_cast<size_t>(plugin)].lines;
+    if (!lines.empty() && dice_.Chance(70)) {
+        const auto& [key, line] = *std::next(lines.begin(), dice_.Pick(static_cast<int>(lines.size())));
+        if (!line.points.empty()) return key;
+    }
+    return {Busi(), AnyCamera()};
+}
+
+Moment StepMaker::AnyMoment(int plugin, Key key) {
+    const auto& lines = sides_.models[static_cast<size_t>(plugin)].lines;
+    const auto line = lines.find(key);
+    Moment moment = sides_.world.Clock(key.second);
+    const int64_t steps[] = {0, 0, 1, -1, kMinute, -kMinute, kHour, -kHour};
+    const int kind = dice_.Pick(10);
+    if (kind < 4 && line != lines.end() && !line->second.points.empty()) {
+        moment = dice_.Of(line->second.points).first;
+        if (dice_.Chance(30)) moment = moment.After(dice_.Of(steps));
+    } else if (kind < 7) {
+        moment = moment.After(dice_.Of(steps));
+    } else if (kind < 9) {
+        moment = moment.After(-dice_.Pick(static_cast<int>(9 * kDay)));
+    } else {
+        moment = moment.WeekAgo().After(dice_.Of(steps));
+    }
+    if (dice_.Chance(15)) moment.offset = dice_.Of(kOffsets);
+    return moment;
+}
+
+StepMaker::TimeText StepMaker::Write(Moment moment) {
+    const char* const unreadable[] = {"", "yesterday", "T08:00:00+08:00"};
+    if (dice_.Chance(3)) return {dice_.Of(unreadable), std::nullopt};
+    std::string text = moment.Iso();
+    if (moment.offset == 0 && dice_.Chance(50)) text = text.substr(0, 19) + "Z";
+    return {text, moment};
+}
+
+int StepMaker::AnyState() {
+    const int states[] = {1, 1, 1, 2, 2, 2, 2, 0, 3, -1};
+    return dice_.Of(states);
+}
+
+}  // namespace qartest
