@@ -26,22 +26,25 @@ std::string Of(Key key) {
 StepMaker::StepMaker(uint64_t seed, const SideBySide& sides)
     : dice_(seed),
       sides_(sides),
-      count_(20 + dice_.Pick(21)),
+      operations_(20 + dice_.Pick(21)),
       fail_one_in_(dice_.Chance(40) ? 2 + static_cast<unsigned int>(dice_.Pick(10)) : 0) {}
 
 Step StepMaker::Next() {
-    if (std::exchange(first_, false)) return Scene();
-    const bool quiet = dice_.Chance(35);
-    Step before = quiet ? Step{"", [](SideBySide&) {}} : Happening();
+    if (!std::exchange(set_, true)) return Scene();
+    if (!happened_ && dice_.Chance(65)) {
+        happened_ = true;
+        return Happening();
+    }
+    happened_ = false;
     Step step = Operation();
     const uint64_t luck = dice_.Roll();
     const unsigned int one_in = dice_.Chance(60) ? fail_one_in_ : 0;
-    step.text = before.text + step.text + (one_in == 0 ? "" : ", statements may fail");
-    step.run = [before = std::move(before.run), operation = std::move(step.run), luck, one_in](SideBySide& sides) {
-        before(sides);
+    if (one_in != 0) step.text += ", statements may fail";
+    step.run = [operation = std::move(step.run), luck, one_in](SideBySide& sides) {
         sides.StartStep(luck, one_in);
         operation(sides);
     };
+    step.operation = true;
     return step;
 }
 
@@ -58,7 +61,6 @@ Step StepMaker::Scene() {
                 for (int device = 1; device <= kLastDevice; ++device) {
                     sides.world.devices[device].offset = offsets[static_cast<size_t>(device - 1)];
                 }
-                sides.StartStep(0, 0);
             }};
 }
 
@@ -68,7 +70,7 @@ Step StepMaker::Happening() {
         const int64_t spans[] = {1,     30,        kMinute,   5 * kMinute, 30 * kMinute, kHour,
                                  kHour, 6 * kHour, kDay - 60, 2 * kDay,    7 * kDay,     8 * kDay};
         const int64_t span = dice_.Of(spans);
-        return {std::to_string(span) + " s pass; ", [span](SideBySide& sides) { sides.world.utc += span; }};
+        return {std::to_string(span) + " s pass", [span](SideBySide& sides) { sides.world.utc += span; }};
     }
     const int device = 1 + dice_.Pick(kLastDevice);
     const int camera = AnyCamera();
@@ -79,30 +81,30 @@ Step StepMaker::Happening() {
     };
     switch (kind) {
         case 12:
-            return {of_device + "guard " + OnOff(good) + "; ", change([good](Device& it) { it.guard = good; })};
+            return {of_device + "guard " + OnOff(good), change([good](Device& it) { it.guard = good; })};
         case 13:
-            return {of_device + "online " + OnOff(good) + "; ", change([good](Device& it) { it.online = good; })};
+            return {of_device + "online " + OnOff(good), change([good](Device& it) { it.online = good; })};
         case 14:
         case 15:
-            return {of_device + "clock learned " + OnOff(good) + "; ",
+            return {of_device + "clock learned " + OnOff(good),
                     change([good](Device& it) { it.clock_learned = good; })};
         case 16: {
             const int64_t offset = dice_.Of(kOffsets);
-            return {of_device + "offset " + std::to_string(offset) + "; ",
+            return {of_device + "offset " + std::to_string(offset),
                     change([offset](Device& it) { it.offset = offset; })};
         }
         case 17: {
             const int64_t errors[] = {0, 0, 1, -1, kHour, -kHour, -9 * kDay, 9 * kDay};
             const int64_t error = dice_.Of(errors);
-            return {of_device + "clock " + std::to_string(error) + " s ahead; ",
+            return {of_device + "clock " + std::to_string(error) + " s ahead",
                     change([error](Device& it) { it.error = error; })};
         }
         case 18:
-            return {"camera " + std::to_string(camera) + ": online " + OnOff(good) + "; ",
+            return {"camera " + std::to_string(camera) + ": online " + OnOff(good),
                     [camera, good](SideBySide& sides) { sides.world.cameras[camera].online = good; }};
         default: {
             const bool whole = dice_.Chance(30);
-            return {(whole ? of_device : "camera " + std::to_string(camera) + ": ") + "known " + OnOff(good) + "; ",
+            return {(whole ? of_device : "camera " + std::to_string(camera) + ": ") + "known " + OnOff(good),
                     [whole, device, camera, good](SideBySide& sides) {
                         (whole ? sides.world.devices[device].known : sides.world.cameras[camera].known) = good;
                     }};

@@ -10,10 +10,11 @@
 
 namespace qartest {
 
-/// One operation, with what happened in the world before it. It can be repeated, also without the steps before it.
+/// One operation, or something that happens in the world. It can be repeated, also without the steps before it.
 struct Step {
     std::string text;
     std::function<void(SideBySide&)> run;
+    bool operation = false;
 };
 
 /// Makes the random steps of one sequence.
@@ -22,8 +23,9 @@ public:
     /// @param sides  only looked at, so that moments, cameras and ranges meet those that are there
     StepMaker(uint64_t seed, const SideBySide& sides);
 
-    int Count() const { return count_; }
-    /// The first one sets the scene.
+    /// @return how many operations the sequence is to have
+    int Operations() const { return operations_; }
+    /// The first step sets the scene.
     Step Next();
 
 private:
@@ -56,9 +58,10 @@ private:
 
     Dice dice_;
     const SideBySide& sides_;
-    const int count_;
+    const int operations_;
     const unsigned int fail_one_in_;
-    bool first_ = true;
+    bool set_ = false;       // the scene is
+    bool happened_ = false;  // something has, since the last operation
 };
 
 }  // namespace qartest
