@@ -76,16 +76,19 @@ bool HistoryTable::Execute(const std::string& sql, int64_t new_id, bool succeed)
         return true;
     };
     if (Fits(sql, update_time_)) {
+        kind_ = "move a row";
         const auto is = [&](const Entry& entry) {
             return entry.key == KeyAt(1) && entry.row.at.wall == numbers_[3] && entry.row.state == numbers_[4];
         };
         return update(is, [&](Entry& entry) { entry.row.at.wall = numbers_[0]; });
     }
     if (Fits(sql, update_state_)) {
+        kind_ = "set a row's state";
         const auto is = [&](const Entry& entry) { return entry.key == KeyAt(1) && entry.row.at.wall == numbers_[3]; };
         return update(is, [&](Entry& entry) { entry.row.state = static_cast<int>(numbers_[0]); });
     }
     if (Fits(sql, insert_)) {
+        kind_ = "add a row";
         if (numbers_[0] != new_id || numbers_[5] != numbers_[6]) return false;
         const Key key(static_cast<int>(numbers_[5]), static_cast<int>(numbers_[1]));
         const Row row{{numbers_[3], numbers_[7]}, static_cast<int>(numbers_[2]), numbers_[4]};
@@ -93,30 +96,36 @@ bool HistoryTable::Execute(const std::string& sql, int64_t new_id, bool succeed)
         return true;
     }
     if (Fits(sql, delete_range_)) {
+        kind_ = "delete a range";
         return erase([&](const Entry& entry) {
             return entry.key == KeyAt(0) && entry.row.at.wall >= numbers_[2] && entry.row.at.wall < numbers_[3];
         });
     }
     if (Fits(sql, delete_expired_)) {
+        kind_ = "delete what expired";
         return erase([&](const Entry& entry) { return entry.key == KeyAt(0) && entry.row.at.wall < numbers_[2]; });
     }
     if (Fits(sql, delete_line_)) {
+        kind_ = "delete under a business type";
         return erase([&](const Entry& entry) { return entry.key == KeyAt(0); });
     }
     if (Fits(sql, delete_camera_)) {
+        kind_ = "delete of a camera";
         return erase([&](const Entry& entry) { return entry.key.second == numbers_[0]; });
     }
     return false;
 }
 
-std::optional<qarmock::FakeRows> HistoryTable::Query(const std::string& sql) const {
+std::optional<qarmock::FakeRows> HistoryTable::Query(const std::string& sql) {
     std::vector<Entry> found;
     if (sql == select_all_) {
+        kind_ = "read all";
         found = entries;
         std::stable_sort(found.begin(), found.end(), [](const Entry& a, const Entry& b) {
             return std::tie(a.key, a.row.at.wall) < std::tie(b.key, b.row.at.wall);
         });
     } else if (sql.starts_with(select_cameras_) && sql.ends_with(")")) {
+        kind_ = "read some cameras";
         std::set<int64_t> cameras;
         size_t place = select_cameras_.size();
         for (bool more = true; more; more = sql[place++] == ',') {

@@ -29,7 +29,9 @@ public:
     /// @return false for a text that is none of them
     bool Execute(const std::string& sql, int64_t new_id, bool succeed);
     /// Runs one of the two queries. @return nothing for a text that is none of them
-    std::optional<qarmock::FakeRows> Query(const std::string& sql) const;
+    std::optional<qarmock::FakeRows> Query(const std::string& sql);
+    /// @return what the last statement was, in a few words
+    const char* Kind() const { return kind_; }
 
     std::vector<Entry> entries;  ///< in the order of insertion
 
@@ -42,6 +44,7 @@ private:
     std::string update_time_, update_state_, insert_, delete_range_, delete_expired_, delete_line_, delete_camera_;
     std::string select_all_, select_cameras_;
     std::vector<int64_t> numbers_;
+    const char* kind_ = "";
 };
 
 }  // namespace qartest

@@ -32,10 +32,48 @@ std::string Text(const std::vector<Row>& rows) {
         text +=
             "\n      " + row.at.Iso() + ", state " + std::to_string(row.state) + ", utc " + Moment{row.utc, 0}.Plain();
     }
-    return text.empty() ? " none" : text;
+    return text.empty() ? "none" : text;
 }
 
+std::string Text(const std::map<Key, std::map<Moment, int>>& timelines) {
+    std::string text;
+    for (const auto& [key, points] : timelines) {
+        text += "\n      under " + std::to_string(key.first) + ", camera " + std::to_string(key.second) + ":";
+        for (const auto& [at, state] : points) text += " " + at.Iso() + " state " + std::to_string(state) + ";";
+    }
+    return text.empty() ? "none" : text;
+}
+
+std::string Text(const std::set<Key>& keys) {
+    std::string text;
+    for (const auto& [busi, camera] : keys) text += std::to_string(busi) + ", " + std::to_string(camera) + "; ";
+    return text.empty() ? "none" : text;
+}
+
+Moment FromFields(const qar::SHistoryTime& time) {
+    int64_t wall = time.year;
+    for (const int field : {time.month, time.day, time.hour, time.minute, time.second}) wall = wall * 100 + field;
+    return {wall, time.differ};
+}
+
+bool InCalendar(const Moment& moment) { return Moment::FromSeconds(moment.Seconds(), moment.offset) == moment; }
+
 }  // namespace
+}  // namespace qartest
+
+namespace qar {
+
+/// Reaches what the manager hides.
+struct CHistoryStateMgrPeer {
+    static const auto& Timelines(const CHistoryStateMgr& manager) { return manager.map_camera_state_; }
+    static const auto& PutOff(const CHistoryStateMgr& manager) { return manager.map_delay_camera_; }
+};
+
+}  // namespace qar
+
+namespace qartest {
+
+using Peer = qar::CHistoryStateMgrPeer;
 
 std::string List(const std::set<int>& numbers) {
     std::string text;
@@ -110,10 +148,11 @@ void SideBySide::AnswerForThePlatform() {
         .WillByDefault([this](const std::string& plugin, uint32_t conn_type, const std::string& sql,
                               const qar::IDBManagerPure::ResultFunc& fn) {
             qarmock::FakeRows rows;
-            if (!Run(plugin, conn_type, sql, &rows)) return false;
+            const bool ok = Run(plugin, conn_type, sql, &rows);
+            if (!ok) rows.rows.resize(rows.rows.size() / 2);  // it fails half way
             qarmock::FakeConnect connect(std::move(rows));
             fn(&connect);
-            return true;
+            return ok;
         });
 }
 
@@ -122,7 +161,7 @@ bool SideBySide::Outcome(size_t statement) const { return one_in_ == 0 || Scramb
 bool SideBySide::Run(const std::string& plugin, uint32_t conn_type, const std::string& sql, qarmock::FakeRows* rows) {
     const bool ok = Outcome(statements_.size());
     statements_.push_back({sql, ok});
-    HistoryTable& table = tables_[plugin == kNames[0] ? 0 : 1];
+    HistoryTable& table = tables[plugin == kNames[0] ? 0 : 1];
     bool known = conn_type == 1;
     if (rows != nullptr) {
         auto found = table.Query(sql);
@@ -131,6 +170,7 @@ bool SideBySide::Run(const std::string& plugin, uint32_t conn_type, const std::s
     } else {
         known = known && table.Execute(sql, last_id_, ok);
     }
+    Saw(std::string(ok ? "statement: " : "failed statement: ") + table.Kind());
     if (!known) Complain("a statement that is none of the nine, or not as it should be: " + sql);
     return ok && known;
 }
@@ -152,7 +192,7 @@ void SideBySide::ShowWorld() {
 
 void SideBySide::StartProcess() {
     manager_.emplace();
-    CompareResult(true, manager_->Init());
+    if (!manager_->Init()) Complain("Init failed");
     running_ = true;
 }
 
@@ -169,13 +209,12 @@ void SideBySide::StartSequence() {
     world = World();
     world.node = node_;
     world.sql_ok = [this] { return Outcome(expected_statements_++); };
-    tables_.clear();
+    tables.clear();
     models.clear();
     for (int plugin = 0; plugin < kPlugins; ++plugin) {
-        tables_.emplace_back(kTables[plugin], kKeyColumns[plugin]);
-        models.push_back(TimelineModel{world, [this, plugin](int busi, const Ranges& ranges) {
-                                           if (!ranges.empty()) expected_told_.push_back({plugin, busi, ranges});
-                                       }});
+        tables.emplace_back(kTables[plugin], kKeyColumns[plugin]);
+        models.push_back(
+            TimelineModel{shown_, [this, plugin](int busi, const Ranges& ranges) { TellModel(plugin, busi, ranges); }});
     }
     for (const auto& [camera, device] : kDeviceOfCamera) {
         world.devices[device] = Device();
@@ -186,20 +225,25 @@ void SideBySide::StartSequence() {
     StartProcess();
 }
 
-void SideBySide::StartStep(uint64_t luck, unsigned int one_in) {
+void SideBySide::StartStep(uint64_t luck, unsigned int one_in, bool callbacks_throw) {
     luck_ = luck;
     one_in_ = one_in;
+    callbacks_throw_ = callbacks_throw;
     statements_.clear();
     expected_statements_ = 0;
-    told_.clear();
-    expected_told_.clear();
+    expected = got = Answers();
+    shown_ = world;
+    if (mislead) mislead(shown_);
 }
 
 std::string SideBySide::Difference() {
+    if (spoil) spoil(*this);
     Compare("number of statements", std::to_string(expected_statements_), std::to_string(statements_.size()));
-    CompareTold();
+    CompareAnswers();
     for (int plugin = 0; plugin < kPlugins; ++plugin) {
         CompareCaredAndRanges(plugin);
+        ComparePoints(plugin);
+        ComparePutOff(plugin);
         CompareRows(plugin);
     }
     return std::exchange(difference_, std::string());
@@ -213,57 +257,110 @@ std::string SideBySide::Statements() const {
     return text;
 }
 
-void SideBySide::Compare(const std::string& what, const std::string& expected, const std::string& got) {
-    if (expected != got) Complain(what + "\n    expected: " + expected + "\n    got:      " + got);
+void SideBySide::Compare(const std::string& what, const std::string& model, const std::string& library) {
+    if (model != library) Complain(what + "\n    model:   " + model + "\n    library: " + library);
 }
 
-void SideBySide::CompareResult(bool expected, bool got) {
-    if (expected != got) Complain(std::string("result: expected ") + (expected ? "true" : "false"));
-}
-
-void SideBySide::CompareTold() {
-    if (told_ == expected_told_) return;
-    const auto text = [](const std::vector<Call>& calls) {
-        std::string all;
-        for (const Call& call : calls) {
-            all += "\n      " + std::string(kNames[call.plugin]) + " under " + std::to_string(call.busi) + ":" +
-                   qartest::Text(call.ranges);
-        }
-        return all.empty() ? std::string("nothing") : all;
+void SideBySide::CompareAnswers() {
+    const auto results = [](const Answers& answers) {
+        std::string text;
+        for (const auto& result : answers.results) text += !result ? "threw " : *result ? "true " : "false ";
+        return text;
     };
-    Compare("calls of the callbacks", text(expected_told_), text(told_));
+    if (expected.results != got.results) Compare("result", results(expected), results(got));
+    const auto told = [](const Answers& answers) {
+        std::string text;
+        for (const Call& call : answers.told) {
+            text += "\n      " + std::string(kNames[call.plugin]) + " under " + std::to_string(call.busi) + ":" +
+                    qartest::Text(call.ranges);
+        }
+        return text.empty() ? "nothing" : text;
+    };
+    if (expected.told != got.told) Compare("calls of the callbacks", told(expected), told(got));
 }
 
 void SideBySide::CompareCaredAndRanges(int plugin) {
     for (const int busi : kBusiTypes) {
         const std::string of = std::string(" of ") + kNames[plugin] + " under " + std::to_string(busi);
         std::map<int, std::vector<qar::SStateRange>> found;
-        CompareResult(true, manager_->GetExceptionRange(found, kNames[plugin], busi));
+        if (!manager_->GetExceptionRange(found, kNames[plugin], busi)) Complain("GetExceptionRange failed");
         const Ranges ranges = Read(found);
-        const Ranges expected = Model(plugin).GetRanges(busi);
-        if (ranges != expected) Compare("ranges" + of, qartest::Text(expected), qartest::Text(ranges));
+        const Ranges model_ranges = Model(plugin).GetRanges(busi);
+        if (ranges != model_ranges) Compare("ranges" + of, qartest::Text(model_ranges), qartest::Text(ranges));
+        if (!model_ranges.empty()) Saw("compared: ranges");
 
         std::set<int> cared;
-        std::set<int> expected_cared;
+        std::set<int> model_cared;
         manager_->GetCareCameraList(cared, kNames[plugin], busi);
         for (const auto& [key, line] : Model(plugin).lines) {
-            if (line.cared && key.first == busi) expected_cared.insert(key.second);
+            if (line.cared && key.first == busi) model_cared.insert(key.second);
         }
-        if (cared != expected_cared) Compare("cared cameras" + of, List(expected_cared), List(cared));
+        if (cared != model_cared) Compare("cared cameras" + of, List(model_cared), List(cared));
     }
+}
+
+void SideBySide::ComparePoints(int plugin) {
+    std::map<Key, std::map<Moment, int>> library;
+    const auto timelines = Peer::Timelines(*manager_).find(kNames[plugin]);
+    if (timelines != Peer::Timelines(*manager_).end()) {
+        for (const auto& [busi, cameras] : timelines->second) {
+            for (const auto& [camera, timeline] : cameras) {
+                auto& points = library[{busi, camera}];
+                for (const auto& [time, state] : timeline) {
+                    points[FromFields(time)] = state.state;
+                    if (FromFields(time) != FromFields(state)) Complain("a point's key is not its moment");
+                }
+            }
+        }
+    }
+    std::map<Key, std::map<Moment, int>> model;
+    std::map<int, int> lines_of_camera;
+    for (const auto& [key, line] : Model(plugin).lines) {
+        if (!line.has_timeline) continue;
+        model[key] = line.points;
+        if (line.points.empty()) Saw("compared: an emptied timeline");
+        if (++lines_of_camera[key.second] == 2) Saw("compared: a camera under several business types");
+        const auto other = Model(1 - plugin).lines.find(key);
+        if (other != Model(1 - plugin).lines.end() && other->second.has_timeline) {
+            Saw("compared: a camera of both plug-ins");
+        }
+        const Moment* before = nullptr;
+        for (const auto& [at, state] : line.points) {
+            if (before != nullptr && before->offset < at.offset) Saw("compared: points with the offset going forward");
+            if (before != nullptr && before->offset > at.offset) Saw("compared: points with the offset going back");
+            before = &at;
+        }
+    }
+    if (library != model) Compare("points of " + std::string(kNames[plugin]), Text(model), Text(library));
+}
+
+void SideBySide::ComparePutOff(int plugin) {
+    std::set<Key> library;
+    const auto put_off = Peer::PutOff(*manager_).find(kNames[plugin]);
+    if (put_off != Peer::PutOff(*manager_).end()) {
+        for (const auto& [busi, cameras] : put_off->second) {
+            for (const int camera : cameras) library.insert({busi, camera});
+        }
+    }
+    std::set<Key> model;
+    for (const auto& [key, line] : Model(plugin).lines) {
+        if (line.put_off) model.insert(key);
+    }
+    if (library != model) Compare("cameras put off by " + std::string(kNames[plugin]), Text(model), Text(library));
 }
 
 void SideBySide::CompareRows(int plugin) {
     std::map<Key, std::vector<Row>> found;
-    for (const auto& entry : tables_[static_cast<size_t>(plugin)].entries) found[entry.key].push_back(entry.row);
+    for (const auto& entry : tables[static_cast<size_t>(plugin)].entries) found[entry.key].push_back(entry.row);
     for (const auto& [key, line] : Model(plugin).lines) found[key];
     for (const auto& [key, rows] : found) {
         const auto line = Model(plugin).lines.find(key);
-        const std::vector<Row> expected = line == Model(plugin).lines.end() ? std::vector<Row>() : line->second.rows;
-        if (rows == expected) continue;
+        const std::vector<Row> model = line == Model(plugin).lines.end() ? std::vector<Row>() : line->second.rows;
+        if (!model.empty()) Saw("compared: rows");
+        if (rows == model) continue;
         Compare(std::string("rows of ") + kNames[plugin] + " under " + std::to_string(key.first) + ", camera " +
                     std::to_string(key.second),
-                Text(expected), Text(rows));
+                Text(model), Text(rows));
     }
 }
 
@@ -280,13 +377,40 @@ Ranges SideBySide::Read(const std::map<int, std::vector<qar::SStateRange>>& rang
     return read;
 }
 
-void SideBySide::Register(int plugin, const std::set<int>& busi_types) {
-    const auto callback = [this, plugin](std::map<int, std::vector<qar::SStateRange>>& ranges, int busi) {
-        told_.push_back({plugin, busi, Read(ranges)});
-    };
-    CompareResult(true, manager_->Init());  // as every plug-in does; it starts nothing a second time
-    const bool got = manager_->Register(callback, busi_types, kNames[plugin], kTables[plugin], kKeyColumns[plugin]);
-    CompareResult(Model(plugin).Register(busi_types), got);
+template <class Operation>
+std::optional<bool> SideBySide::Try(Operation operation) {
+    try {
+        return operation();
+    } catch (const CallbackThrew&) {
+        return std::nullopt;
+    }
+}
+
+void SideBySide::TellModel(int plugin, int busi, const Ranges& ranges) {
+    if (ranges.empty()) return;
+    expected.told.push_back({plugin, busi, ranges});
+    Saw(told_);
+    if (!callbacks_throw_) return;
+    Saw(caught_ ? "a callback threw, and it went on" : "a callback threw, and it ended");
+    if (!caught_) throw CallbackThrew("the plug-in's callback threw");
+}
+
+void SideBySide::Register(int plugin, const std::set<int>& busi_types, bool with_callback) {
+    qar::NotifyFunc callback;
+    if (with_callback) {
+        callback = [this, plugin](std::map<int, std::vector<qar::SStateRange>>& ranges, int busi) {
+            got.told.push_back({plugin, busi, Read(ranges)});
+            if (callbacks_throw_) throw CallbackThrew("the plug-in's callback threw");
+        };
+    }
+    got.results.push_back(manager_->Init());  // as every plug-in does; it starts nothing a second time
+    expected.results.push_back(true);
+    got.results.push_back(
+        manager_->Register(callback, busi_types, kNames[plugin], kTables[plugin], kKeyColumns[plugin]));
+    expected.results.push_back(Model(plugin).Register(with_callback ? busi_types : std::set<int>()));
+    for (const auto& [key, line] : Model(plugin).lines) {
+        if (*expected.results.back() && line.cared) Saw("cameras cared for from the table on");
+    }
 }
 
 void SideBySide::UnRegister(int plugin) {
@@ -299,9 +423,26 @@ void SideBySide::UnRegister(int plugin) {
 
 void SideBySide::SetCare(int plugin, int busi, const std::set<int>& cameras, bool ex) {
     ShowWorld();
-    const bool got = ex ? manager_->SetCareCameraStateInfoEx(kNames[plugin], busi, cameras)
-                        : manager_->SetCareCameraStateInfo(kNames[plugin], busi, cameras);
-    CompareResult(Model(plugin).SetCare(busi, cameras, ex), got);
+    got.results.push_back(Try([&] {
+        return ex ? manager_->SetCareCameraStateInfoEx(kNames[plugin], busi, cameras)
+                  : manager_->SetCareCameraStateInfo(kNames[plugin], busi, cameras);
+    }));
+    told_ = "told: at care";
+    caught_ = false;
+    std::set<Key> to_load;
+    std::set<Key> to_put_off;
+    for (const int camera : cameras) {
+        const Line& line = Model(plugin).lines[{busi, camera}];
+        if (ex && line.points.empty() && !line.rows.empty()) to_load.insert({busi, camera});
+        if (!line.put_off) to_put_off.insert({busi, camera});
+    }
+    expected.results.push_back(Try([&] { return Model(plugin).SetCare(busi, cameras, ex); }));
+    for (const Key& key : to_load) {
+        if (!Model(plugin).lines[key].points.empty()) Saw("rows taken over");
+    }
+    for (const Key& key : to_put_off) {
+        if (Model(plugin).lines[key].put_off) Saw("put off");
+    }
 }
 
 void SideBySide::DelCare(int plugin, int busi, const std::set<int>& cameras) {
@@ -315,19 +456,34 @@ void SideBySide::DelCareByCamera(int plugin, int camera) {
 }
 
 void SideBySide::MoveOut(int plugin, const std::set<int>& cameras) {
-    CompareResult(true, manager_->DelCareCameraStateInfoAtMoveOutByCameraIDs(kNames[plugin], cameras));
-    for (const int camera : cameras) Model(plugin).MoveOut(camera);
+    got.results.push_back(manager_->DelCareCameraStateInfoAtMoveOutByCameraIDs(kNames[plugin], cameras));
+    expected.results.push_back(true);
+    for (const int camera : cameras) {
+        for (const auto& [key, line] : Model(plugin).lines) {
+            if (key.second == camera && line.has_timeline) Saw("moved out with a timeline");
+        }
+        Model(plugin).MoveOut(camera);
+    }
 }
 
 void SideBySide::AddState(int plugin, Key key, const std::string& text, MaybeMoment at, int state) {
-    const bool got = manager_->AddCameraState(kNames[plugin], state, text, key.first, key.second);
-    CompareResult(Model(plugin).AddState(key, at, state), got);
+    const auto line = Model(plugin).lines.find(key);
+    if (at && line != Model(plugin).lines.end()) {
+        const auto& points = line->second.points;
+        const auto point = points.find(*at);
+        if (point != points.end()) Saw(point->second == state ? "add: the same once more" : "add: a second's other");
+        if (point == points.end() && !points.empty() && *at < points.rbegin()->first) Saw("add: an earlier moment");
+    }
+    if (at && !InCalendar(*at)) Saw("add: a moment that no calendar has");
+    got.results.push_back(manager_->AddCameraState(kNames[plugin], state, text, key.first, key.second));
+    expected.results.push_back(Model(plugin).AddState(key, at, state));
 }
 
 void SideBySide::DelRange(int plugin, Key key, const std::string& begin_text, MaybeMoment begin,
                           const std::string& end_text, MaybeMoment end) {
-    const bool got = manager_->DelHistoryStateInRange(kNames[plugin], key.first, key.second, {begin_text, end_text});
-    CompareResult(Model(plugin).DelRange(key, begin, end), got);
+    got.results.push_back(
+        manager_->DelHistoryStateInRange(kNames[plugin], key.first, key.second, {begin_text, end_text}));
+    expected.results.push_back(Model(plugin).DelRange(key, begin, end));
 }
 
 void SideBySide::Event(int type, int resource_type, int id) {
@@ -340,6 +496,8 @@ void SideBySide::Event(int type, int resource_type, int id) {
     platform_.bus.fake.Deliver(kTopic, type, event);
     platform_.pools.RunAll();
     if (!running_) return;
+    told_ = "told: by an event";
+    caught_ = true;
     const bool of_device = resource_type == kDeviceType && (type == 265 || type == 261);
     const bool of_camera = resource_type == kCameraType && type == 517;
     for (const auto& [camera, info] : world.cameras) {
@@ -350,12 +508,25 @@ void SideBySide::Event(int type, int resource_type, int id) {
 
 void SideBySide::Tick(uint64_t tick) {
     ShowWorld();
-    const bool got = platform_.timers.fake.Tick(kTimer, tick);
+    got.results.push_back(platform_.timers.fake.Tick(kTimer, tick));
+    expected.results.push_back(running_);
     platform_.pools.RunAll();
-    CompareResult(running_, got);
     if (!running_) return;
+    told_ = "told: hourly";
+    caught_ = true;
     for (TimelineModel& model : models) model.Sweep(tick);
-    for (TimelineModel& model : models) model.Retry();
+    told_ = "told: at a retry";
+    caught_ = false;
+    Try([&] {
+        for (TimelineModel& model : models) {
+            bool any = false;
+            for (const auto& [key, line] : model.lines) any = any || line.put_off;
+            model.Retry();
+            for (const auto& [key, line] : model.lines) any = any && !line.put_off;
+            if (any) Saw("none put off after a retry");
+        }
+        return true;
+    });
 }
 
 void SideBySide::Restart() {
@@ -365,7 +536,7 @@ void SideBySide::Restart() {
 }
 
 void SideBySide::RowFromElsewhere(int plugin, Key key, const Row& row) {
-    tables_[static_cast<size_t>(plugin)].entries.push_back({++last_id_, key, row});
+    tables[static_cast<size_t>(plugin)].entries.push_back({++last_id_, key, row});
     Model(plugin).lines[key].rows.push_back(row);
 }
 

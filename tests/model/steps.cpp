@@ -39,9 +39,11 @@ Step StepMaker::Next() {
     Step step = Operation();
     const uint64_t luck = dice_.Roll();
     const unsigned int one_in = dice_.Chance(60) ? fail_one_in_ : 0;
+    const bool callbacks_throw = dice_.Chance(8);
     if (one_in != 0) step.text += ", statements may fail";
-    step.run = [operation = std::move(step.run), luck, one_in](SideBySide& sides) {
-        sides.StartStep(luck, one_in);
+    if (callbacks_throw) step.text += ", callbacks throw";
+    step.run = [operation = std::move(step.run), luck, one_in, callbacks_throw](SideBySide& sides) {
+        sides.StartStep(luck, one_in, callbacks_throw);
         operation(sides);
     };
     step.operation = true;
@@ -51,12 +53,12 @@ Step StepMaker::Next() {
 Step StepMaker::Scene() {
     // Days that are seven days behind the end of a February or of a year come often.
     const int64_t days[] = {19419, 19423, 19726, 19785, 19790, 20154, 20519, 20882, 19000 + dice_.Pick(3000)};
-    const int64_t utc = dice_.Of(days) * kDay + dice_.Pick(kDay);
+    const int64_t utc = dice_.Of(days) * kDay + dice_.Pick(static_cast<int>(kDay));
     std::vector<int64_t> offsets;
     for (int device = 1; device <= kLastDevice; ++device) offsets.push_back(dice_.Of(kOffsets));
-    std::string text = "it is " + Moment{utc, 0}.Plain() + " UTC; the devices' offsets are";
+    std::string text = "it is " + Moment::FromSeconds(utc, 0).Plain() + " UTC; the devices' offsets are";
     for (const int64_t offset : offsets) text += " " + std::to_string(offset);
-    return {text, [utc, offsets](SideBySide& sides) {
+    return {"scene", text, [utc, offsets](SideBySide& sides) {
                 sides.world.utc = utc;
                 for (int device = 1; device <= kLastDevice; ++device) {
                     sides.world.devices[device].offset = offsets[static_cast<size_t>(device - 1)];
@@ -70,7 +72,8 @@ Step StepMaker::Happening() {
         const int64_t spans[] = {1,     30,        kMinute,   5 * kMinute, 30 * kMinute, kHour,
                                  kHour, 6 * kHour, kDay - 60, 2 * kDay,    7 * kDay,     8 * kDay};
         const int64_t span = dice_.Of(spans);
-        return {std::to_string(span) + " s pass", [span](SideBySide& sides) { sides.world.utc += span; }};
+        return {"time passes", std::to_string(span) + " s pass",
+                [span](SideBySide& sides) { sides.world.utc += span; }};
     }
     const int device = 1 + dice_.Pick(kLastDevice);
     const int camera = AnyCamera();
@@ -81,30 +84,37 @@ Step StepMaker::Happening() {
     };
     switch (kind) {
         case 12:
-            return {of_device + "guard " + OnOff(good), change([good](Device& it) { it.guard = good; })};
+            return {"guard changes", of_device + "guard " + OnOff(good),
+                    change([good](Device& it) { it.guard = good; })};
         case 13:
-            return {of_device + "online " + OnOff(good), change([good](Device& it) { it.online = good; })};
+            return {"device online or not", of_device + "online " + OnOff(good),
+                    change([good](Device& it) { it.online = good; })};
         case 14:
         case 15:
-            return {of_device + "clock learned " + OnOff(good),
+            return {"clock learned or not", of_device + "clock learned " + OnOff(good),
                     change([good](Device& it) { it.clock_learned = good; })};
         case 16: {
             const int64_t offset = dice_.Of(kOffsets);
-            return {of_device + "offset " + std::to_string(offset),
+            const int64_t before = sides_.world.devices.at(device).offset;
+            return {offset < before   ? "offset goes back"
+                    : offset > before ? "offset goes forward"
+                                      : "offset stays",
+                    of_device + "offset " + std::to_string(offset),
                     change([offset](Device& it) { it.offset = offset; })};
         }
         case 17: {
             const int64_t errors[] = {0, 0, 1, -1, kHour, -kHour, -9 * kDay, 9 * kDay};
             const int64_t error = dice_.Of(errors);
-            return {of_device + "clock " + std::to_string(error) + " s ahead",
+            return {"clock goes wrong or right", of_device + "clock " + std::to_string(error) + " s ahead",
                     change([error](Device& it) { it.error = error; })};
         }
         case 18:
-            return {"camera " + std::to_string(camera) + ": online " + OnOff(good),
+            return {"camera online or not", "camera " + std::to_string(camera) + ": online " + OnOff(good),
                     [camera, good](SideBySide& sides) { sides.world.cameras[camera].online = good; }};
         default: {
             const bool whole = dice_.Chance(30);
-            return {(whole ? of_device : "camera " + std::to_string(camera) + ": ") + "known " + OnOff(good),
+            return {"known or not",
+                    (whole ? of_device : "camera " + std::to_string(camera) + ": ") + "known " + OnOff(good),
                     [whole, device, camera, good](SideBySide& sides) {
                         (whole ? sides.world.devices[device].known : sides.world.cameras[camera].known) = good;
                     }};
@@ -118,9 +128,9 @@ Step StepMaker::Operation() {
     const int kind = dice_.Pick(100);
     if (kind < 2) return Register(plugin);
     if (kind < 4) {
-        return {Name(plugin) + ": UnRegister", [plugin](SideBySide& sides) { sides.UnRegister(plugin); }};
+        return {"unregister", Name(plugin) + ": UnRegister", [plugin](SideBySide& sides) { sides.UnRegister(plugin); }};
     }
-    if (kind < 7) return {"the process ends and starts", [](SideBySide& sides) { sides.Restart(); }};
+    if (kind < 7) return {"restart", "the process ends and starts", [](SideBySide& sides) { sides.Restart(); }};
     if (kind < 11) return RowsFromElsewhere(plugin);
     if (kind < 29) return Care(plugin);
     if (kind < 39) return Deletion(plugin);
@@ -135,15 +145,18 @@ Step StepMaker::Register(int plugin) {
     for (int busi = 1; busi <= 3; ++busi) {
         if (dice_.Chance(65)) busi_types.insert(busi);
     }
-    return {Name(plugin) + ": Register " + List(busi_types),
-            [plugin, busi_types](SideBySide& sides) { sides.Register(plugin, busi_types); }};
+    if (dice_.Chance(25)) busi_types.insert(-1);
+    const bool with_callback = !dice_.Chance(3);
+    return {"register", Name(plugin) + ": Register " + List(busi_types) + (with_callback ? "" : " without a callback"),
+            [=](SideBySide& sides) { sides.Register(plugin, busi_types, with_callback); }};
 }
 
 Step StepMaker::Care(int plugin) {
     const int busi = Busi();
     const std::set<int> cameras = AnyCameras();
     const bool ex = dice_.Chance(50);
-    return {Name(plugin) + ": SetCareCameraStateInfo" + (ex ? "Ex" : "") + ", business type " + std::to_string(busi) +
+    return {ex ? "care, other form" : "care",
+            Name(plugin) + ": SetCareCameraStateInfo" + (ex ? "Ex" : "") + ", business type " + std::to_string(busi) +
                 ", cameras " + List(cameras),
             [=](SideBySide& sides) { sides.SetCare(plugin, busi, cameras, ex); }};
 }
@@ -154,14 +167,16 @@ Step StepMaker::Deletion(int plugin) {
     switch (dice_.Pick(3)) {
         case 0:
             cameras.insert(key.second);
-            return {Name(plugin) + ": DelCareCameraStateInfo, business type " + std::to_string(key.first) +
+            return {"deletion",
+                    Name(plugin) + ": DelCareCameraStateInfo, business type " + std::to_string(key.first) +
                         ", cameras " + List(cameras),
                     [=](SideBySide& sides) { sides.DelCare(plugin, key.first, cameras); }};
         case 1:
-            return {Name(plugin) + ": DelCareCameraStateInfoByCameraID " + std::to_string(key.second),
+            return {"deletion by camera",
+                    Name(plugin) + ": DelCareCameraStateInfoByCameraID " + std::to_string(key.second),
                     [=](SideBySide& sides) { sides.DelCareByCamera(plugin, key.second); }};
         default:
-            return {Name(plugin) + ": DelCareCameraStateInfoAtMoveOutByCameraIDs " + List(cameras),
+            return {"move out", Name(plugin) + ": DelCareCameraStateInfoAtMoveOutByCameraIDs " + List(cameras),
                     [=](SideBySide& sides) { sides.MoveOut(plugin, cameras); }};
     }
 }
@@ -171,6 +186,9 @@ Step StepMaker::AddState(int plugin) {
     const TimeText at = Write(AnyMoment(plugin, key));
     const int state = AnyState();
     return {
+        state == 1   ? "add state 1"
+        : state == 2 ? "add state 2"
+                     : "add another state",
         Name(plugin) + ": AddCameraState, " + Of(key) + ", state " + std::to_string(state) + ", \"" + at.text + "\"",
         [=](SideBySide& sides) { sides.AddState(plugin, key, at.text, at.moment, state); }};
 }
@@ -184,7 +202,8 @@ Step StepMaker::DelRange(int plugin) {
     if (end < begin && dice_.Chance(50)) std::swap(begin, end);
     const TimeText from = Write(begin);
     const TimeText to = Write(end);
-    return {Name(plugin) + ": DelHistoryStateInRange, " + Of(key) + ", \"" + from.text + "\" to \"" + to.text + "\"",
+    return {"delete a range",
+            Name(plugin) + ": DelHistoryStateInRange, " + Of(key) + ", \"" + from.text + "\" to \"" + to.text + "\"",
             [=](SideBySide& sides) { sides.DelRange(plugin, key, from.text, from.moment, to.text, to.moment); }};
 }
 
@@ -202,14 +221,24 @@ Step StepMaker::Event() {
     if (dice_.Chance(4)) resource_type = kDevice + kCamera - resource_type;
     if (dice_.Chance(2)) id = 99;
     if (dice_.Chance(2)) type = 300;
-    return {"message " + std::to_string(type) + " of " + std::to_string(resource_type) + ", id " + std::to_string(id),
+    const bool of_device = resource_type == kDevice && (type == 265 || type == 261);
+    const bool of_camera = resource_type == kCamera && type == 517;
+    return {of_device   ? "event of a device"
+            : of_camera ? "event of a camera"
+                        : "event of no concern",
+            "message " + std::to_string(type) + " of " + std::to_string(resource_type) + ", id " + std::to_string(id),
             [=](SideBySide& sides) { sides.Event(type, resource_type, id); }};
 }
 
 Step StepMaker::Tick() {
     const int remainders[] = {25, 55, 25, 55, 20, 20, 20, 5, 5, dice_.Pick(60)};
     const uint64_t tick = static_cast<uint64_t>(60 * dice_.Pick(9) + dice_.Of(remainders));
-    return {"tick " + std::to_string(tick), [tick](SideBySide& sides) { sides.Tick(tick); }};
+    const uint64_t minute = tick % 60;
+    return {minute % 30 == 25 ? "check"
+            : minute == 20    ? "expiry"
+            : minute == 5     ? "notification"
+                              : "tick of no sweep",
+            "tick " + std::to_string(tick), [tick](SideBySide& sides) { sides.Tick(tick); }};
 }
 
 Step StepMaker::RowsFromElsewhere(int plugin) {
@@ -218,15 +247,15 @@ Step StepMaker::RowsFromElsewhere(int plugin) {
     std::string text = Name(plugin) + ": another node adds rows, " + Of(key) + ":";
     for (int count = 1 + dice_.Pick(3); count > 0; --count) {
         const Moment at = AnyMoment(plugin, key);
-        rows.push_back({at, AnyState(), at.wall - at.offset});
+        rows.push_back({at, AnyState(), at.Utc().wall});
         text += " " + at.Iso() + " state " + std::to_string(rows.back().state);
     }
-    return {text, [=](SideBySide& sides) {
+    return {"rows from elsewhere", text, [=](SideBySide& sides) {
                 for (const Row& row : rows) sides.RowFromElsewhere(plugin, key, row);
             }};
 }
 
-int StepMaker::Busi() { return dice_.Chance(95) ? 1 + dice_.Pick(3) : dice_.Of(kBusiTypes); }
+int StepMaker::Busi() { return dice_.Chance(90) ? 1 + dice_.Pick(3) : dice_.Of(kBusiTypes); }
 
 int StepMaker::AnyCamera() { return dice_.Of(sides_.world.cameras).first; }
 
@@ -269,9 +298,36 @@ Moment StepMaker::AnyMoment(int plugin, Key key) {
 StepMaker::TimeText StepMaker::Write(Moment moment) {
     const char* const unreadable[] = {"", "yesterday", "T08:00:00+08:00"};
     if (dice_.Chance(3)) return {dice_.Of(unreadable), std::nullopt};
-    std::string text = moment.Iso();
-    if (moment.offset == 0 && dice_.Chance(50)) text = text.substr(0, 19) + "Z";
-    return {text, moment};
+    if (dice_.Chance(6)) return WriteOddly(moment);
+    return {moment.Iso(), moment};
+}
+
+StepMaker::TimeText StepMaker::WriteOddly(Moment moment) {
+    constexpr int64_t kTime = 1000000;  // what stands before hour, minute and second
+    const std::string text = moment.Iso();
+    switch (dice_.Pick(8)) {
+        case 0:
+            return {text.substr(0, 19) + "Z", Moment{moment.wall, 0}};
+        case 1:
+            return {text.substr(0, 19), Moment{moment.wall, 0}};
+        case 2:
+            return {text.substr(0, 19) + ".500" + text.substr(19), Moment{moment.wall, 0}};
+        case 3:
+            return {text.substr(0, 19) + "+0800", Moment{moment.wall, 800 * kHour}};
+        case 4:  // a blank ends the reading
+            return {moment.Plain(), Moment{moment.wall / kTime * kTime, 0}};
+        case 5:
+            return {text.substr(0, 10), Moment{moment.wall / kTime * kTime, 0}};
+        case 6:
+            return {text.substr(0, 4), Moment{moment.wall / kTime / 10000 * 10000 * kTime, 0}};
+        default: {  // one field is another: day 0 to 99 and the like
+            int64_t place = 1;
+            for (int field = dice_.Pick(5); field > 0; --field) place *= 100;
+            const int64_t fields[] = {0, 13, 24, 30, 31, 60, 61, 99};
+            moment.wall += (dice_.Of(fields) - moment.wall / place % 100) * place;
+            return {moment.Iso(), moment};
+        }
+    }
 }
 
 int StepMaker::AnyState() {

@@ -12,6 +12,7 @@ namespace qartest {
 
 /// One operation, or something that happens in the world. It can be repeated, also without the steps before it.
 struct Step {
+    std::string kind;
     std::string text;
     std::function<void(SideBySide&)> run;
     bool operation = false;
@@ -54,6 +55,8 @@ private:
     Key AnyLine(int plugin);
     Moment AnyMoment(int plugin, Key key);
     TimeText Write(Moment moment);
+    /// The same moment or not, but a text that is read all the same.
+    TimeText WriteOddly(Moment moment);
     int AnyState();
 
     Dice dice_;

@@ -1,16 +1,10 @@
 #pragma once
 
-#include <functional>
-#include <map>
-#include <set>
-#include <vector>
-
 #include "world.h"
 
 namespace qartest {
 
-// The state history of one plug-in told a second time, in plain data, one operation after the other. Taken for granted:
-// a table for each plug-in, callbacks that return, a server zone without daylight saving.
+// The state history of one plug-in told a second time, in plain data. Assumed: a server zone without daylight saving.
 struct Line {                                                   // one camera under one business type
     std::vector<Row> rows;                                      // in the order of insertion
     std::map<Moment, int> points = {};                          // the timeline: states
@@ -19,22 +13,24 @@ struct Line {                                                   // one camera un
 
 struct TimelineModel {
     const World& world;
-    std::function<void(int busi, const Ranges&)> tell;  // the callback; it counts only with ranges
+    std::function<void(int busi, const Ranges&)> tell;  // the callback; it counts only with ranges, and may throw
     std::map<Key, Line> lines = {};
     std::set<int> busi_types = {};  // none: not registered
     std::set<int> levels = {};      // business types that have had a timeline since the registration
     bool recorded = false;          // since then the table has been read, or a point came
-
+    std::vector<Row> failed = {};   // what a failed statement works on
     bool Register(const std::set<int>& types) {
         if (types.empty() || !busi_types.empty()) return false;
-        busi_types = types, recorded = world.node.empty() || world.sql_ok();
+        busi_types = types;
+        recorded = world.node.empty() || world.sql_ok();
         for (auto& [key, line] : lines)
             if (recorded && world.node.count(key.second)) line.cared = Load(key);
         return recorded;  // it stays registered all the same
     }
     void UnRegister() {
         for (auto& [key, line] : lines) line = {line.rows};
-        busi_types.clear(), levels.clear(), recorded = false;
+        busi_types = levels = {};
+        recorded = false;
     }
     bool SetCare(int busi, const std::set<int>& wanted, bool ex) {
         if (wanted.empty() || !busi_types.count(busi)) return wanted.empty();
@@ -44,11 +40,13 @@ struct TimelineModel {
         bool all = true;
         for (int camera : wanted) {
             Line& line = lines[{busi, camera}];
-            const bool guarded = world.Guarded(camera), ready = guarded && (!ex || world.ClockLearned(camera));
-            if (guarded && !ready) line.put_off = true, line.cared = false;
+            const bool no_clock = ex && world.Guarded(camera) && !world.ClockLearned(camera);
+            const bool ready = world.Guarded(camera) && !no_clock;
+            line.put_off |= no_clock;
+            line.cared = !no_clock;
             if (ready && ex && line.points.empty()) Load({busi, camera});
             if (ready) first.merge(Contact({busi, camera}));
-            all = all && ready;
+            all &= ready;
         }
         tell(busi, first);
         return all || !ex;
@@ -57,7 +55,9 @@ struct TimelineModel {
         Line& line = lines[key];
         if (line.has_timeline) Sql(line).clear();
         line.cared = false;
-        if (levels.count(key.first)) line = {line.rows};  // else a camera that is put off stays so
+        if (!levels.count(key.first)) return;  // a camera that is put off stays so
+        line = {line.rows};
+        for (auto& [other, its] : lines) its.put_off &= key.first != -1 || key.second != other.second;  // -1: all types
     }
     void DelCareByCamera(int camera) {
         bool cared = false;
@@ -69,7 +69,7 @@ struct TimelineModel {
         for (auto& [key, line] : lines)
             if (key.second == camera) line = rows_too ? Line() : Line{line.rows};
     }
-    bool AddState(Key key, const MaybeMoment& at, int state) {  // from plug-ins, events, checks, expiry
+    bool AddState(Key key, const MaybeMoment& at, int state) {  // also by events, checks, and expiry of nothing
         if (!at || busi_types.empty()) return false;
         Line& line = lines[key];
         if (line.points.count(*at)) return true;  // the first state of a second stays
@@ -99,7 +99,8 @@ struct TimelineModel {
         if (!line.points.count(*end)) return Enter(key, *end, 2, true);
         for (Row& row : Sql(line))
             if (row.at.wall == end->wall) row.state = 2;
-        return line.points[*end] = 2, true;
+        line.points[*end] = 2;
+        return true;
     }
     void Event(int camera) {
         for (const auto& [key, line] : lines)
@@ -110,8 +111,7 @@ struct TimelineModel {
             if (!line.has_timeline || !world.ClockLearned(key.second)) continue;
             const Moment now = world.Clock(key.second), limit = now.WeekAgo();
             if (tick % 30 == 25 && world.Guarded(key.second) && world.Online(key.second)) AddState(key, now, 2);
-            if (tick % 60 != 20 || !world.sql_ok()) continue;
-            if (Erase(line, Moment{INT64_MIN}, limit, true) == 0) AddState(key, limit, 2);  // not when something went
+            if (tick % 60 == 20 && world.sql_ok() && !Erase(line, Moment(), limit, true)) AddState(key, limit, 2);
         }
         for (int busi : levels)
             if (tick % 60 == 5) tell(busi, GetRanges(busi));
@@ -134,8 +134,9 @@ struct TimelineModel {
     }
     bool Enter(Key key, const Moment& at, int state, bool with_row) {
         Line& line = lines[key];
-        if (with_row) Sql(line).push_back({at, state, at.wall - at.offset});
-        line.points.erase(at), line.points[at] = state;
+        if (with_row) Sql(line).push_back({at, state, at.Utc().wall});
+        line.points.erase(at);
+        line.points[at] = state;
         levels.insert(key.first);
         return line.has_timeline = recorded = true;
     }
@@ -144,7 +145,6 @@ struct TimelineModel {
         std::erase_if(line.rows, [&](const Row& row) { return rows_too && inside(row.at); });
         return std::erase_if(line.points, [&](const auto& point) { return inside(point.first); });
     }
-    std::vector<Row>& Sql(Line& line) { return world.sql_ok() ? line.rows : failed_ = {}; }  // what a statement reaches
-    std::vector<Row> failed_ = {};
+    std::vector<Row>& Sql(Line& line) { return world.sql_ok() ? line.rows : failed = {}; }  // what a statement reaches
 };
 }  // namespace qartest

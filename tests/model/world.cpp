@@ -19,34 +19,46 @@ int Digits(const std::string& text, size_t place, size_t count) {
     return number;
 }
 
+/// The digits of "2024-03-01 08:00:00" as one number.
 std::optional<int64_t> Read(const std::string& text, char between) {
     if (text.size() != 19 || text[4] != '-' || text[7] != '-' || text[10] != between || text[13] != ':' ||
         text[16] != ':') {
         return std::nullopt;
     }
-    const int year = Digits(text, 0, 4);
-    const int month = Digits(text, 5, 2);
-    const int day = Digits(text, 8, 2);
-    const int hour = Digits(text, 11, 2);
-    const int minute = Digits(text, 14, 2);
-    const int second = Digits(text, 17, 2);
-    if (year < 0 || month < 0 || day < 0 || hour < 0 || minute < 0 || second < 0) return std::nullopt;
-    const std::chrono::year_month_day date(std::chrono::year(year), std::chrono::month(static_cast<unsigned>(month)),
-                                           std::chrono::day(static_cast<unsigned>(day)));
-    if (!date.ok() || hour > 23 || minute > 59 || second > 59) return std::nullopt;
-    return sys_days(date).time_since_epoch().count() * int64_t{86400} + hour * 3600 + minute * 60 + second;
+    int64_t wall = Digits(text, 0, 4);
+    for (const size_t place : {5, 8, 11, 14, 17}) {
+        const int field = Digits(text, place, 2);
+        if (wall < 0 || field < 0) return std::nullopt;
+        wall = wall * 100 + field;
+    }
+    return wall;
 }
 
 }  // namespace
 
-std::string Moment::Plain() const {
-    const auto day = std::chrono::floor<days>(std::chrono::sys_seconds(std::chrono::seconds(wall)));
+Moment Moment::FromSeconds(int64_t seconds, int64_t offset) {
+    const auto day = std::chrono::floor<days>(std::chrono::sys_seconds(std::chrono::seconds(seconds)));
     const std::chrono::year_month_day date(day);
-    const int second = static_cast<int>(wall - day.time_since_epoch().count() * int64_t{86400});
-    char text[80];
-    std::snprintf(text, sizeof text, "%04d-%02u-%02u %02d:%02d:%02d", static_cast<int>(date.year()),
-                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), second / 3600,
-                  second / 60 % 60, second % 60);
+    const int64_t second = seconds - day.time_since_epoch().count() * int64_t{86400};
+    const int64_t digits = int{date.year()} * 10000 + unsigned{date.month()} * 100 + unsigned{date.day()};
+    return {digits * 1000000 + second / 3600 * 10000 + second / 60 % 60 * 100 + second % 60, offset};
+}
+
+int64_t Moment::Seconds() const {
+    const int64_t date = wall / 1000000;
+    const int64_t time = wall % 1000000;
+    const auto month = std::chrono::year(static_cast<int>(date / 10000)) / std::chrono::January +
+                       std::chrono::months(date / 100 % 100 - 1);
+    const int64_t day = sys_days(month / 1).time_since_epoch().count() + date % 100 - 1;
+    return day * 86400 + time / 10000 * 3600 + time / 100 % 100 * 60 + time % 100;
+}
+
+std::string Moment::Plain() const {
+    std::string text = std::to_string(wall);
+    if (text.size() < 14) text.insert(0, 14 - text.size(), '0');
+    for (const size_t place : {4, 7}) text.insert(place, 1, '-');
+    text.insert(10, 1, ' ');
+    for (const size_t place : {13, 16}) text.insert(place, 1, ':');
     return text;
 }
 
@@ -62,11 +74,12 @@ std::string Moment::Iso() const {
 std::optional<int64_t> ReadPlain(const std::string& text) { return Read(text, ' '); }
 
 std::optional<Moment> ReadIso(const std::string& text) {
-    if (text.size() != 25 || (text[19] != '+' && text[19] != '-') || text[22] != ':') return std::nullopt;
+    const size_t colon = text.size() < 25 ? 0 : text.size() - 3;
+    if (colon == 0 || (text[19] != '+' && text[19] != '-') || text[colon] != ':') return std::nullopt;
     const auto wall = Read(text.substr(0, 19), 'T');
-    const int hours = Digits(text, 20, 2);
-    const int minutes = Digits(text, 23, 2);
-    if (!wall || hours < 0 || minutes < 0 || minutes > 59) return std::nullopt;
+    const int hours = Digits(text, 20, colon - 20);
+    const int minutes = Digits(text, colon + 1, 2);
+    if (!wall || hours < 0 || minutes < 0 || minutes > 59 || (hours < 100 && colon != 22)) return std::nullopt;
     const int64_t offset = hours * 3600 + minutes * 60;
     if (text[19] == '-' && offset == 0) return std::nullopt;
     return Moment{*wall, text[19] == '-' ? -offset : offset};

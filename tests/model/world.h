@@ -13,23 +13,29 @@ namespace qartest {
 
 // What the library and its model are shown alike: moments, cameras and their devices.
 
-/// A moment on a device's own clock.
+/// A moment on a device's own clock, also one that no calendar has: 30 February, 24 o'clock.
 struct Moment {
-    int64_t wall = 0;    ///< the clock's reading, as seconds since 1970
+    int64_t wall = 0;    ///< the clock's reading: 20240301080000
     int64_t offset = 0;  ///< the clock's seconds ahead of UTC, whole minutes
+
+    /// @param seconds  since 1970 on that clock
+    static Moment FromSeconds(int64_t seconds, int64_t offset);
+    /// What no calendar has is counted on from what it has.
+    int64_t Seconds() const;
 
     /// In a timeline the offset neither orders nor equals.
     bool operator<(const Moment& other) const { return wall < other.wall; }
     /// The same in all.
     bool operator==(const Moment&) const = default;
 
-    Moment After(int64_t seconds) const { return {wall + seconds, offset}; }
+    Moment After(int64_t seconds) const { return FromSeconds(Seconds() + seconds, offset); }
     Moment WeekAgo() const { return After(-7 * 86400); }
+    Moment Utc() const { return FromSeconds(Seconds() - offset, 0); }
     std::string Plain() const;  ///< "2024-03-01 08:00:00"
     std::string Iso() const;    ///< "2024-03-01T08:00:00+08:00"
 };
 
-/// @return nothing for a text that Moment::Plain would not write
+/// @return `wall` of it; nothing for a text that Moment::Plain would not write
 std::optional<int64_t> ReadPlain(const std::string& text);
 /// @return nothing for a text that Moment::Iso would not write
 std::optional<Moment> ReadIso(const std::string& text);
@@ -44,7 +50,7 @@ std::string Text(const Ranges& ranges);
 struct Row {
     Moment at;  ///< state_time, differ
     int state;
-    int64_t utc;  ///< state_utc_time
+    int64_t utc;  ///< state_utc_time, as Moment::wall
     bool operator==(const Row&) const = default;
 };
 
@@ -64,7 +70,7 @@ struct Camera {
 };
 
 struct World {
-    int64_t utc = 0;  ///< the true time
+    int64_t utc = 0;  ///< the true time, seconds since 1970
     std::map<int, Device> devices;
     std::map<int, Camera> cameras;
     std::set<int> node;            ///< the cameras of this node
@@ -76,7 +82,9 @@ struct World {
     bool ClockLearned(int camera) const;
     bool Online(int camera) const;
     Moment Clock(int camera) const;
-    Moment ClockOf(const Device& device) const { return {utc + device.offset + device.error, device.offset}; }
+    Moment ClockOf(const Device& device) const {
+        return Moment::FromSeconds(utc + device.offset + device.error, device.offset);
+    }
 };
 
 }  // namespace qartest
