@@ -20,9 +20,10 @@ constexpr int kCameraType = qarmock::kCameraType;
 
 const std::map<int, int> kDeviceOfCamera = {{11, 1}, {12, 1}, {21, 2}, {31, 3}, {41, 3}};
 
-/// The cameras of this node as the library has read them: the first of a process decide for all of it.
+/// The library reads the cameras of this node once in a process, so that all of a process must have the same.
 const std::set<int>& NodeOfThisProcess(const std::set<int>& wanted) {
     static const std::set<int> node = wanted;
+    if (node != wanted) throw std::logic_error("another node in one process");
     return node;
 }
 

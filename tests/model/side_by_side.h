@@ -34,8 +34,8 @@ struct Setting {
 };
 
 /// The library and its model beside each other: each operation is done to both. The library works on the mock platform,
-/// which shows it the world that the model sees, and on tables in memory. One at a time in a process; all of a process
-/// have the node's cameras of the first, as the library does not ask again.
+/// which shows it the world that the model sees, and on tables in memory. One at a time in a process, all of a process
+/// with the same cameras of the node.
 class SideBySide {
 public:
     explicit SideBySide(const Setting& setting);

@@ -67,6 +67,11 @@ Step StepMaker::Scene() {
 }
 
 Step StepMaker::Happening() {
+    if (AnyPutOff() && dice_.Chance(25)) {
+        return {"all clocks are learned", "all clocks are learned", [](SideBySide& sides) {
+                    for (auto& [id, device] : sides.world.devices) device.clock_learned = true;
+                }};
+    }
     const int kind = dice_.Pick(20);
     if (kind < 12) {
         const int64_t spans[] = {1,     30,        kMinute,   5 * kMinute, 30 * kMinute, kHour,
@@ -124,6 +129,7 @@ Step StepMaker::Happening() {
 
 Step StepMaker::Operation() {
     const int plugin = dice_.Pick(kPlugins);
+    if (AnyPutOff() && dice_.Chance(20)) return Tick();
     if (sides_.models[static_cast<size_t>(plugin)].busi_types.empty() && dice_.Chance(60)) return Register(plugin);
     const int kind = dice_.Pick(100);
     if (kind < 2) return Register(plugin);
@@ -152,9 +158,15 @@ Step StepMaker::Register(int plugin) {
 }
 
 Step StepMaker::Care(int plugin) {
-    const int busi = Busi();
-    const std::set<int> cameras = AnyCameras();
-    const bool ex = dice_.Chance(50);
+    int busi = Busi();
+    std::set<int> cameras = AnyCameras();
+    bool ex = dice_.Chance(50);
+    const auto to_load = LineThat(plugin, [](const Line& it) { return it.points.empty() && !it.rows.empty(); });
+    if (to_load && dice_.Chance(20)) {
+        busi = to_load->first;
+        cameras.insert(to_load->second);
+        ex = true;
+    }
     return {ex ? "care, other form" : "care",
             Name(plugin) + ": SetCareCameraStateInfo" + (ex ? "Ex" : "") + ", business type " + std::to_string(busi) +
                 ", cameras " + List(cameras),
@@ -213,10 +225,16 @@ Step StepMaker::Event() {
     int type = dice_.Chance(50) ? 265 : 261;
     int resource_type = kDevice;
     int id = 1 + dice_.Pick(kLastDevice);
+    int camera = AnyCamera();
+    const auto silent = LineThat(dice_.Pick(kPlugins), [](const Line& it) { return it.cared && it.points.empty(); });
+    if (silent && dice_.Chance(50)) {
+        camera = silent->second;
+        id = sides_.world.cameras.at(camera).device;
+    }
     if (dice_.Chance(45)) {
         type = 517;
         resource_type = kCamera;
-        id = AnyCamera();
+        id = camera;
     }
     if (dice_.Chance(4)) resource_type = kDevice + kCamera - resource_type;
     if (dice_.Chance(2)) id = 99;
@@ -257,6 +275,11 @@ Step StepMaker::RowsFromElsewhere(int plugin) {
 
 int StepMaker::Busi() { return dice_.Chance(90) ? 1 + dice_.Pick(3) : dice_.Of(kBusiTypes); }
 
+bool StepMaker::AnyPutOff() {
+    const auto put_off = [](const Line& it) { return it.put_off; };
+    return LineThat(0, put_off) || LineThat(1, put_off);
+}
+
 int StepMaker::AnyCamera() { return dice_.Of(sides_.world.cameras).first; }
 
 std::set<int> StepMaker::AnyCameras() {
@@ -266,12 +289,19 @@ std::set<int> StepMaker::AnyCameras() {
     return cameras;
 }
 
-Key StepMaker::AnyLine(int plugin) {
-    const auto& lines = sides_.models[static_cast<size_t>(plugin)].lines;
-    if (!lines.empty() && dice_.Chance(70)) {
-        const auto& [key, line] = *std::next(lines.begin(), dice_.Pick(static_cast<int>(lines.size())));
-        if (!line.points.empty()) return key;
+template <class Predicate>
+std::optional<Key> StepMaker::LineThat(int plugin, Predicate is) {
+    std::vector<Key> keys;
+    for (const auto& [key, line] : sides_.models[static_cast<size_t>(plugin)].lines) {
+        if (is(line)) keys.push_back(key);
     }
+    if (keys.empty()) return std::nullopt;
+    return dice_.Of(keys);
+}
+
+Key StepMaker::AnyLine(int plugin) {
+    const auto line = LineThat(plugin, [](const Line& it) { return !it.points.empty(); });
+    if (line && dice_.Chance(80)) return *line;
     return {Busi(), AnyCamera()};
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -51,6 +52,10 @@ private:
     int Busi();
     int AnyCamera();
     std::set<int> AnyCameras();
+    /// @return one of the plug-in's lines of which `is` holds, if there is one
+    template <class Predicate>
+    std::optional<Key> LineThat(int plugin, Predicate is);
+    bool AnyPutOff();
     /// Mostly a line that has points.
     Key AnyLine(int plugin);
     Moment AnyMoment(int plugin, Key key);
