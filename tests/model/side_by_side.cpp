@@ -194,7 +194,7 @@ void SideBySide::ShowWorld() {
 void SideBySide::StartProcess() {
     manager_.emplace();
     if (!manager_->Init()) Complain("Init failed");
-    running_ = true;
+    subscribed_ = running_ = true;
 }
 
 void SideBySide::EndProcess() {
@@ -233,6 +233,10 @@ void SideBySide::StartStep(uint64_t luck, unsigned int one_in, bool callbacks_th
     statements_.clear();
     expected_statements_ = 0;
     expected = got = Answers();
+    ShowModelTheWorld();
+}
+
+void SideBySide::ShowModelTheWorld() {
     shown_ = world;
     if (mislead) mislead(shown_);
 }
@@ -487,16 +491,27 @@ void SideBySide::DelRange(int plugin, Key key, const std::string& begin_text, Ma
     expected.results.push_back(Model(plugin).DelRange(key, begin, end));
 }
 
-void SideBySide::Event(int type, int resource_type, int id) {
+template <class Post>
+void SideBySide::Handle(Queue queue, Post post) {
+    if (queue.full) platform_.pools.SetWorkTaskCount(5001);
+    post();
+    platform_.pools.SetWorkTaskCount(std::nullopt);
+    world.utc += queue.later;
+    ShowModelTheWorld();
     ShowWorld();
+    platform_.pools.RunAll();
+    if (queue.full) Saw("nothing posted, as the queue was full");
+    if (queue.later != 0) Saw("handled later");
+}
+
+void SideBySide::Event(int type, int resource_type, int id, Queue queue) {
     auto event = std::make_shared<tuk::CDeviceAccessObserverParam>();
     event->SetObserverMsgType(type);
     event->SetVal_resource_type(resource_type);
     event->SetVal_id(id);
     event->SetText("{}");
-    platform_.bus.fake.Deliver(kTopic, type, event);
-    platform_.pools.RunAll();
-    if (!running_) return;
+    Handle(queue, [&] { platform_.bus.fake.Deliver(kTopic, type, event); });
+    if (!running_ || !subscribed_ || queue.full) return;
     told_ = "told: by an event";
     caught_ = true;
     const bool of_device = resource_type == kDeviceType && (type == 265 || type == 261);
@@ -507,12 +522,10 @@ void SideBySide::Event(int type, int resource_type, int id) {
     }
 }
 
-void SideBySide::Tick(uint64_t tick) {
-    ShowWorld();
-    got.results.push_back(platform_.timers.fake.Tick(kTimer, tick));
+void SideBySide::Tick(uint64_t tick, Queue queue) {
+    Handle(queue, [&] { got.results.push_back(platform_.timers.fake.Tick(kTimer, tick)); });
     expected.results.push_back(running_);
-    platform_.pools.RunAll();
-    if (!running_) return;
+    if (!running_ || queue.full) return;
     told_ = "told: hourly";
     caught_ = true;
     for (TimelineModel& model : models) model.Sweep(tick);
@@ -528,6 +541,12 @@ void SideBySide::Tick(uint64_t tick) {
         }
         return true;
     });
+}
+
+void SideBySide::Uninit() {
+    got.results.push_back(manager_->Uninit());
+    expected.results.push_back(true);
+    subscribed_ = false;  // Init does not make good for it
 }
 
 void SideBySide::Restart() {

@@ -64,9 +64,15 @@ public:
     void AddState(int plugin, Key key, const std::string& text, MaybeMoment at, int state);
     void DelRange(int plugin, Key key, const std::string& begin_text, MaybeMoment begin, const std::string& end_text,
                   MaybeMoment end);
+    /// What becomes of what is posted to the workers.
+    struct Queue {
+        bool full;      ///< nothing can be posted
+        int64_t later;  ///< seconds until it is handled
+    };
     /// A message of the topic that device events come on.
-    void Event(int type, int resource_type, int id);
-    void Tick(uint64_t tick);
+    void Event(int type, int resource_type, int id, Queue queue);
+    void Tick(uint64_t tick, Queue queue);
+    void Uninit();
     /// The process ends and is started again.
     void Restart();
     /// Another node puts a row into a plug-in's table.
@@ -108,6 +114,10 @@ private:
 
     void AnswerForThePlatform();
     void ShowWorld();
+    void ShowModelTheWorld();
+    /// Posts by `post`, and lets the workers work.
+    template <class Post>
+    void Handle(Queue queue, Post post);
     void StartProcess();
     void EndProcess();
     TimelineModel& Model(int plugin) { return models[static_cast<size_t>(plugin)]; }
@@ -134,6 +144,7 @@ private:
     std::map<int, std::shared_ptr<qarmock::FakeCamera>> cameras_;
     std::optional<qar::CHistoryStateMgr> manager_;  // at one address always: the bus keeps whom it was given
     int64_t last_id_ = 0;
+    bool subscribed_ = false;
     bool running_ = false;  // the timer and the pool; the last UnRegister ends them for the rest of the process
 
     uint64_t luck_ = 0;

@@ -15,6 +15,11 @@ constexpr int kLastDevice = 3;
 
 const char* OnOff(bool on) { return on ? "on" : "off"; }
 
+std::string Text(SideBySide::Queue queue) {
+    if (queue.full) return ", but the queue is full";
+    return queue.later == 0 ? "" : ", handled " + std::to_string(queue.later) + " s later";
+}
+
 std::string Name(int plugin) { return kNames[plugin]; }
 
 std::string Of(Key key) {
@@ -136,6 +141,7 @@ Step StepMaker::Operation() {
     if (kind < 4) {
         return {"unregister", Name(plugin) + ": UnRegister", [plugin](SideBySide& sides) { sides.UnRegister(plugin); }};
     }
+    if (kind == 4 && dice_.Chance(30)) return {"uninit", "Uninit", [](SideBySide& sides) { sides.Uninit(); }};
     if (kind < 7) return {"restart", "the process ends and starts", [](SideBySide& sides) { sides.Restart(); }};
     if (kind < 11) return RowsFromElsewhere(plugin);
     if (kind < 29) return Care(plugin);
@@ -239,24 +245,32 @@ Step StepMaker::Event() {
     if (dice_.Chance(4)) resource_type = kDevice + kCamera - resource_type;
     if (dice_.Chance(2)) id = 99;
     if (dice_.Chance(2)) type = 300;
+    const auto queue = AnyQueue();
     const bool of_device = resource_type == kDevice && (type == 265 || type == 261);
     const bool of_camera = resource_type == kCamera && type == 517;
     return {of_device   ? "event of a device"
             : of_camera ? "event of a camera"
                         : "event of no concern",
-            "message " + std::to_string(type) + " of " + std::to_string(resource_type) + ", id " + std::to_string(id),
-            [=](SideBySide& sides) { sides.Event(type, resource_type, id); }};
+            "message " + std::to_string(type) + " of " + std::to_string(resource_type) + ", id " + std::to_string(id) +
+                Text(queue),
+            [=](SideBySide& sides) { sides.Event(type, resource_type, id, queue); }};
 }
 
 Step StepMaker::Tick() {
     const int remainders[] = {25, 55, 25, 55, 20, 20, 20, 5, 5, dice_.Pick(60)};
     const uint64_t tick = static_cast<uint64_t>(60 * dice_.Pick(9) + dice_.Of(remainders));
     const uint64_t minute = tick % 60;
+    const auto queue = AnyQueue();
     return {minute % 30 == 25 ? "check"
             : minute == 20    ? "expiry"
             : minute == 5     ? "notification"
                               : "tick of no sweep",
-            "tick " + std::to_string(tick), [tick](SideBySide& sides) { sides.Tick(tick); }};
+            "tick " + std::to_string(tick) + Text(queue), [=](SideBySide& sides) { sides.Tick(tick, queue); }};
+}
+
+SideBySide::Queue StepMaker::AnyQueue() {
+    const int64_t later[] = {1, 60, 7200};
+    return {dice_.Chance(3), dice_.Chance(10) ? dice_.Of(later) : 0};
 }
 
 Step StepMaker::RowsFromElsewhere(int plugin) {

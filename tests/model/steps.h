@@ -45,6 +45,7 @@ private:
     Step DelRange(int plugin);
     Step Event();
     Step Tick();
+    SideBySide::Queue AnyQueue();
     Step RowsFromElsewhere(int plugin);
     /// Lets time pass and devices change.
     Step Happening();

@@ -6,7 +6,7 @@
 
 #include "history_fixture.h"
 #include "qarcommonbiz/DBManagerImpl.h"
-#include "timeline_model.h"
+#include "statement_table.h"
 
 namespace qar::history_test {
 

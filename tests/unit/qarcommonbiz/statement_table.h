@@ -1,89 +1,10 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdio>
-#include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace qar::history_test {
-
-/// What timelines, tables and ranges have to look like after a sequence of operations: a second, plain account of the
-/// rules, without anything of the manager's. Moments are plain texts, "YYYY-MM-DD HH:MM:SS", offsets texts, "+08:00".
-struct TimelineModel {
-    struct ModelPoint {
-        std::string plain;
-        std::string offset;
-        int state;
-    };
-    using Timeline = std::vector<ModelPoint>;  // by moment, none twice
-
-    static std::string Iso(const ModelPoint& point) {
-        std::string text = point.plain;
-        text[10] = 'T';
-        return text + point.offset;
-    }
-
-    static void Insert(Timeline& timeline, const ModelPoint& point) {
-        auto place = timeline.begin();
-        while (place != timeline.end() && place->plain < point.plain) ++place;
-        timeline.insert(place, point);
-    }
-
-    static void Add(Timeline& timeline, const ModelPoint& point) {
-        for (const ModelPoint& other : timeline) {
-            if (other.plain == point.plain) return;
-        }
-        const bool moves =
-            point.state == 2 && !timeline.empty() && timeline.back().state == 2 && timeline.back().plain < point.plain;
-        if (moves) timeline.pop_back();
-        Insert(timeline, point);
-    }
-
-    static void DeleteRange(Timeline& timeline, const std::string& begin, const ModelPoint& end) {
-        Timeline kept;
-        bool end_found = false;
-        for (ModelPoint point : timeline) {
-            if (point.plain >= begin && point.plain < end.plain) continue;
-            if (point.plain == end.plain) {
-                end_found = true;
-                point.state = 2;
-            }
-            kept.push_back(point);
-        }
-        if (!end_found) Insert(kept, {end.plain, end.offset, 2});
-        timeline = kept;
-    }
-
-    static void Expire(Timeline& timeline, const ModelPoint& expire) {
-        Timeline kept;
-        for (const ModelPoint& point : timeline) {
-            if (point.plain >= expire.plain) kept.push_back(point);
-        }
-        const bool erased = kept.size() != timeline.size();
-        timeline = kept;
-        if (!erased) Add(timeline, {expire.plain, expire.offset, 2});
-    }
-
-    /// @return "<begin> <end>" of each exception range
-    static std::vector<std::string> Ranges(const Timeline& timeline) {
-        std::vector<std::pair<std::string, std::string>> ranges;
-        for (std::size_t i = 1; i < timeline.size(); ++i) {
-            const int earlier = timeline[i - 1].state;
-            const int later = timeline[i].state;
-            if (later == 2 && (earlier == 1 || earlier == 2)) continue;
-            if (!ranges.empty() && ranges.back().second == Iso(timeline[i - 1])) {
-                ranges.back().second = Iso(timeline[i]);
-            } else {
-                ranges.emplace_back(Iso(timeline[i - 1]), Iso(timeline[i]));
-            }
-        }
-        std::vector<std::string> texts;
-        for (const auto& [begin, end] : ranges) texts.push_back(begin + " " + end);
-        return texts;
-    }
-};
 
 /// A table that is kept by reading the statements' texts.
 struct StatementTable {
