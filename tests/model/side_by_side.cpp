@@ -57,6 +57,14 @@ Moment FromFields(const qar::SHistoryTime& time) {
     return {wall, time.differ};
 }
 
+std::set<Key> PutOff(const TimelineModel& model) {
+    std::set<Key> keys;
+    for (const auto& [key, line] : model.lines) {
+        if (line.put_off) keys.insert(key);
+    }
+    return keys;
+}
+
 bool InCalendar(const Moment& moment) { return Moment::FromSeconds(moment.Seconds(), moment.offset) == moment; }
 
 }  // namespace
@@ -347,10 +355,7 @@ void SideBySide::ComparePutOff(int plugin) {
             for (const int camera : cameras) library.insert({busi, camera});
         }
     }
-    std::set<Key> model;
-    for (const auto& [key, line] : Model(plugin).lines) {
-        if (line.put_off) model.insert(key);
-    }
+    const std::set<Key> model = PutOff(Model(plugin));
     if (library != model) Compare("cameras put off by " + std::string(kNames[plugin]), Text(model), Text(library));
 }
 
@@ -452,11 +457,21 @@ void SideBySide::SetCare(int plugin, int busi, const std::set<int>& cameras, boo
 
 void SideBySide::DelCare(int plugin, int busi, const std::set<int>& cameras) {
     manager_->DelCareCameraStateInfo(kNames[plugin], busi, cameras);
-    for (const int camera : cameras) Model(plugin).DelCare({busi, camera});
+    const size_t put_off = PutOff(Model(plugin)).size();
+    for (const int camera : cameras) {
+        if (Model(plugin).lines[{busi, camera}].put_off && Model(plugin).levels.count(busi) == 0) {
+            Saw("deletion of a camera that stays put off");
+        }
+        Model(plugin).DelCare({busi, camera});
+    }
+    if (busi == -1 && PutOff(Model(plugin)).size() < put_off) Saw("deletion of a put-off camera under type -1");
 }
 
 void SideBySide::DelCareByCamera(int plugin, int camera) {
     manager_->DelCareCameraStateInfoByCameraID(kNames[plugin], camera);
+    for (const auto& [key, line] : Model(plugin).lines) {
+        if (line.cared && !Model(plugin).recorded) Saw("deletion by camera before anything was recorded");
+    }
     Model(plugin).DelCareByCamera(camera);
 }
 
@@ -533,11 +548,9 @@ void SideBySide::Tick(uint64_t tick, Queue queue) {
     caught_ = false;
     Try([&] {
         for (TimelineModel& model : models) {
-            bool any = false;
-            for (const auto& [key, line] : model.lines) any = any || line.put_off;
+            const bool any = !PutOff(model).empty();
             model.Retry();
-            for (const auto& [key, line] : model.lines) any = any && !line.put_off;
-            if (any) Saw("none put off after a retry");
+            if (any && PutOff(model).empty()) Saw("none put off after a retry");
         }
         return true;
     });

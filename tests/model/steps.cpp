@@ -59,20 +59,23 @@ Step StepMaker::Scene() {
     // Days that are seven days behind the end of a February or of a year come often.
     const int64_t days[] = {19419, 19423, 19726, 19785, 19790, 20154, 20519, 20882, 19000 + dice_.Pick(3000)};
     const int64_t utc = dice_.Of(days) * kDay + dice_.Pick(static_cast<int>(kDay));
+    const bool clocks_learned = dice_.Chance(70);
     std::vector<int64_t> offsets;
     for (int device = 1; device <= kLastDevice; ++device) offsets.push_back(dice_.Of(kOffsets));
     std::string text = "it is " + Moment::FromSeconds(utc, 0).Plain() + " UTC; the devices' offsets are";
     for (const int64_t offset : offsets) text += " " + std::to_string(offset);
-    return {"scene", text, [utc, offsets](SideBySide& sides) {
+    if (!clocks_learned) text += "; no clock is learned";
+    return {"scene", text, [=](SideBySide& sides) {
                 sides.world.utc = utc;
                 for (int device = 1; device <= kLastDevice; ++device) {
                     sides.world.devices[device].offset = offsets[static_cast<size_t>(device - 1)];
+                    sides.world.devices[device].clock_learned = clocks_learned;
                 }
             }};
 }
 
 Step StepMaker::Happening() {
-    if (AnyPutOff() && dice_.Chance(25)) {
+    if (AnyPutOff() && dice_.Chance(15)) {
         return {"all clocks are learned", "all clocks are learned", [](SideBySide& sides) {
                     for (auto& [id, device] : sides.world.devices) device.clock_learned = true;
                 }};
@@ -134,7 +137,16 @@ Step StepMaker::Happening() {
 
 Step StepMaker::Operation() {
     const int plugin = dice_.Pick(kPlugins);
-    if (AnyPutOff() && dice_.Chance(20)) return Tick();
+    if (AnyPutOff()) {
+        const int percent = dice_.Pick(100);
+        if (percent < 12) return Tick();
+        if (percent < 27) return Deletion(plugin);
+    }
+    const auto cared = [](const Line& it) { return it.cared; };
+    const TimelineModel& model = sides_.models[static_cast<size_t>(plugin)];
+    if (!model.busi_types.empty() && !model.recorded && dice_.Chance(40)) {
+        return LineThat(plugin, cared) ? Deletion(plugin) : Care(plugin);
+    }
     if (sides_.models[static_cast<size_t>(plugin)].busi_types.empty() && dice_.Chance(60)) return Register(plugin);
     const int kind = dice_.Pick(100);
     if (kind < 2) return Register(plugin);
@@ -180,7 +192,14 @@ Step StepMaker::Care(int plugin) {
 }
 
 Step StepMaker::Deletion(int plugin) {
-    const Key key = AnyLine(plugin);
+    Key key = AnyLine(plugin);
+    const auto put_off = LineThat(plugin, [](const Line& it) { return it.put_off; });
+    if (put_off && dice_.Chance(50)) {
+        key = *put_off;
+        if (sides_.models[static_cast<size_t>(plugin)].levels.count(-1) != 0 && dice_.Chance(60)) key.first = -1;
+    }
+    const auto cared = LineThat(plugin, [](const Line& it) { return it.cared; });
+    if (cared && dice_.Chance(30)) key = *cared;
     std::set<int> cameras = AnyCameras();
     switch (dice_.Pick(3)) {
         case 0:
@@ -200,7 +219,8 @@ Step StepMaker::Deletion(int plugin) {
 }
 
 Step StepMaker::AddState(int plugin) {
-    const Key key = AnyLine(plugin);
+    Key key = AnyLine(plugin);
+    if (AnyPutOff() && dice_.Chance(40)) key.first = -1;  // a type that a deletion takes for all
     const TimeText at = Write(AnyMoment(plugin, key));
     const int state = AnyState();
     return {
@@ -287,7 +307,7 @@ Step StepMaker::RowsFromElsewhere(int plugin) {
             }};
 }
 
-int StepMaker::Busi() { return dice_.Chance(90) ? 1 + dice_.Pick(3) : dice_.Of(kBusiTypes); }
+int StepMaker::Busi() { return dice_.Chance(80) ? 1 + dice_.Pick(3) : dice_.Chance(50) ? -1 : dice_.Of(kBusiTypes); }
 
 bool StepMaker::AnyPutOff() {
     const auto put_off = [](const Line& it) { return it.put_off; };
