@@ -7,7 +7,7 @@
 
 #include "qar/IDBManager.h"
 #include "tests/history/real_database.h"
-#include "tests/unit/qarcommonbiz/timeline_model.h"
+#include "tests/unit/qarcommonbiz/statement_table.h"
 
 namespace history_test {
 namespace {
