@@ -46,6 +46,8 @@ ChildProcess::ChildProcess(const Launch& launch) {
     const int out = OpenOutput(folder_.Path() / "out");
     const int err = OpenOutput(folder_.Path() / "err");
     const pid_t parent = getpid();
+    int until_exec[2];
+    if (pipe2(until_exec, O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "pipe2");
     pid_ = fork();
     if (pid_ == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -57,6 +59,12 @@ ChildProcess::ChildProcess(const Launch& launch) {
     const int error = errno;
     close(out);
     close(err);
+    close(until_exec[1]);
+    // As long as it is a copy of this process, a socket that this one closes stays open.
+    char nothing = 0;
+    while (read(until_exec[0], &nothing, 1) < 0 && errno == EINTR) {
+    }
+    close(until_exec[0]);
     if (pid_ < 0) throw std::system_error(error, std::generic_category(), "fork");
 }
 

@@ -23,6 +23,7 @@ struct Launch {
 /// A child process whose output is kept. It gets SIGKILL with the object, and with this process.
 class ChildProcess {
 public:
+    /// Gives control back once the program runs, or cannot be run.
     explicit ChildProcess(const Launch& launch);
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;

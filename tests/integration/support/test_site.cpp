@@ -58,7 +58,7 @@ void TestSite::AddRecords(const std::string& zone, const std::string& probe, con
 std::string TestSite::Write() const {
     std::ostringstream out;
     out << "[site]\nname = \"test\"\ndata_dir = \"data\"\n"
-        << "[log]\nlevel = \"debug\"\n"
+        << "[log]\nlevel = \"" << log_level_ << "\"\n"
         << "[clock]\nscale = " << clock_.Scale() << "\norigin = " << demo::FormatUtc(clock_.OriginSeconds())
         << "\nstart = " << demo::FormatUtc(clock_.StartSeconds()) << "\n"
         << "[database]\ndir = \"db\"\n"

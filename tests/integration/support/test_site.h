@@ -43,6 +43,8 @@ public:
     void SetProbePeriod(int seconds) { probe_period_s_ = seconds; }
     /// Probes under way at a time; 512 at first.
     void SetProbeConnections(int connections) { probe_connections_ = connections; }
+    /// Lowest level of the host's log; "debug" at first.
+    void SetLogLevel(const std::string& level) { log_level_ = level; }
 
     /// Writes the site file. @return its path
     std::string Write() const;
@@ -69,6 +71,7 @@ private:
     int probe_timeout_ms_ = 2000;
     std::int64_t probe_period_s_ = kProbeS;
     int probe_connections_ = 512;
+    std::string log_level_ = "debug";
 };
 
 }  // namespace qartest
