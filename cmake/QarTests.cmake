@@ -79,3 +79,21 @@ qar_add_test_program(device_load_tests "${sources}" qarplatform_objects demo_cam
 target_compile_definitions(device_load_tests PRIVATE QARHOST_PATH="$<TARGET_FILE:qarhost>" PLUGIN_DIR="${QAR_PLUGIN_DIR}"
                                                      TEST_PLUGIN_DIR="${QAR_TEST_PLUGIN_DIR}")
 add_dependencies(device_load_tests qarhost ${test_plugins})
+
+# A host that is ended at random moments: tests/kill. QAR_KILLS and QAR_STOPS tell how often, 6 times each by default.
+qar_sources(sources FOLDER tests/kill/plugins FLAT)
+foreach(source IN LISTS sources)
+    cmake_path(GET source STEM name)
+    qar_add_plugin(${name} "${QAR_TEST_PLUGIN_DIR}" "${source}")
+    list(APPEND test_plugins ${name})
+endforeach()
+target_include_directories(statement_record PRIVATE "${CMAKE_SOURCE_DIR}/tests")
+
+qar_sources(sources FOLDER tests/kill FLAT)
+qar_sources(kill_support FOLDER tests/kill/support)
+list(APPEND sources ${kill_support} ${support})
+qar_add_test_program(kill_tests "${sources}" demo_cameras_core SQLite::SQLite3 PkgConfig::rapidjson Threads::Threads)
+target_compile_definitions(
+    kill_tests PRIVATE QARHOST_PATH="$<TARGET_FILE:qarhost>" PLUGIN_DIR="${QAR_PLUGIN_DIR}"
+                       TEST_PLUGIN_DIR="${QAR_TEST_PLUGIN_DIR}")
+add_dependencies(kill_tests qarhost backfill ${test_plugins})
