@@ -1,6 +1,7 @@
 // Registers with the state history and writes down, into <data_dir>/<plug-in id>.journal, what it is told and what it
 // deletes. Configuration: "cameras", a list; "busi_types", a list, [1] where it is missing; "delete", whether ranges
-// that were told are deleted at once; "throw", whether the callback throws after it has written down what it was told.
+// that were told are deleted at once; "look", whether it then looks what is left over each, true where it is missing;
+// "throw", whether the callback throws after it has written down what it was told.
 // Its table is <plug-in id>.camera_history.
 #include <qarhost/plugin_entry.h>
 #include <rapidjson/document.h>
@@ -29,6 +30,7 @@ struct Config {
     std::set<int> cameras;
     std::set<int> busi_types{1};
     bool delete_told = false;
+    bool look = true;
     bool throw_told = false;
 };
 
@@ -45,6 +47,7 @@ Config ReadConfig(const char* json) {
     if (document.HasMember("cameras")) config.cameras = ReadSet(document["cameras"]);
     if (document.HasMember("busi_types")) config.busi_types = ReadSet(document["busi_types"]);
     if (document.HasMember("delete")) config.delete_told = document["delete"].GetBool();
+    if (document.HasMember("look")) config.look = document["look"].GetBool();
     if (document.HasMember("throw")) config.throw_told = document["throw"].GetBool();
     return config;
 }
@@ -124,9 +127,9 @@ private:
             lock.unlock();
             const bool deleted =
                 qar::IHistoryStateMgr::Instance()->DelHistoryStateInRange(id_, job.busi, job.camera, job.range);
-            const std::size_t left = Overlapping(job);
+            const std::string left = config_.look ? " left=" + std::to_string(Overlapping(job)) : "";
             lock.lock();
-            Write(deleted ? "deleted" : "refused", job.camera, job.busi, job.range, " left=" + std::to_string(left));
+            Write(deleted ? "deleted" : "refused", job.camera, job.busi, job.range, left);
         }
     }
 

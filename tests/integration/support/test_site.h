@@ -18,7 +18,7 @@ namespace qartest {
 class TestSite {
 public:
     static constexpr int kScale = 1200;                // an hour lasts three seconds
-    static constexpr std::int64_t kProbeS = 60;        // period of the probes; a moment is known no better than that
+    static constexpr std::int64_t kProbeS = 60;        // period of the probes, unless set; a moment is known no better
     static constexpr std::int64_t kEast8S = 28800;     // offset of the zone "east8"
     static constexpr std::int64_t kWest530S = -19800;  // offset of the zone "west530"
 
@@ -40,7 +40,7 @@ public:
     /// Real milliseconds for a whole probe; 2000 at first.
     void SetProbeTimeout(int ms) { probe_timeout_ms_ = ms; }
     /// Scaled seconds between two probes of a device; kProbeS at first.
-    void SetProbePeriod(int seconds) { probe_period_s_ = seconds; }
+    void SetProbePeriod(std::int64_t seconds) { probe_period_s_ = seconds; }
     /// Probes under way at a time; 512 at first.
     void SetProbeConnections(int connections) { probe_connections_ = connections; }
     /// Lowest level of the host's log; "debug" at first.
