@@ -62,25 +62,31 @@ foreach(source IN LISTS sources)
     list(APPEND test_plugins ${name})
 endforeach()
 
-qar_sources(sources FOLDER tests/integration FLAT)
-qar_sources(support FOLDER tests/integration/support)
-list(APPEND sources ${support})
-qar_add_test_program(integration_tests "${sources}" demo_cameras_core SQLite::SQLite3 PkgConfig::rapidjson
-                     Threads::Threads)
+# What the tests of a running host share.
+qar_add_library(host_test_support OBJECT FOLDER tests/integration/support)
+target_include_directories(host_test_support PRIVATE "${CMAKE_SOURCE_DIR}" "${CMAKE_SOURCE_DIR}/tests"
+                                                     "${CMAKE_SOURCE_DIR}/include" "${CMAKE_SOURCE_DIR}/platform")
+target_link_libraries(host_test_support PUBLIC demo_cameras_core PlatformInterface SQLite::SQLite3
+                                               PkgConfig::rapidjson Threads::Threads GTest::gmock)
+target_compile_options(host_test_support PRIVATE -O0)
 target_compile_definitions(
-    integration_tests PRIVATE QARHOST_PATH="$<TARGET_FILE:qarhost>" PLUGIN_DIR="${QAR_PLUGIN_DIR}"
-                              TEST_PLUGIN_DIR="${QAR_TEST_PLUGIN_DIR}")
-add_dependencies(integration_tests qarhost backfill ${test_plugins})
+    host_test_support PUBLIC QARHOST_PATH="$<TARGET_FILE:qarhost>" PLUGIN_DIR="${QAR_PLUGIN_DIR}"
+                             TEST_PLUGIN_DIR="${QAR_TEST_PLUGIN_DIR}")
 
-# Thousands of devices; QAR_DEVICES says how many. Its long runs are not ctest's.
+# qar_add_host_tests(<name> <sources> [library...]): tests of a running host
+function(qar_add_host_tests name sources)
+    qar_add_test_program(${name} "${sources}" host_test_support ${ARGN})
+    add_dependencies(${name} qarhost backfill ${test_plugins})
+endfunction()
+
+qar_sources(sources FOLDER tests/integration FLAT)
+qar_add_host_tests(integration_tests "${sources}")
+
+# Thousands of devices; QAR_DEVICES tells how many.
 qar_sources(sources FOLDER tests/devices)
-list(APPEND sources ${support})
-qar_add_test_program(device_load_tests "${sources}" qarplatform_objects demo_cameras_core)
-target_compile_definitions(device_load_tests PRIVATE QARHOST_PATH="$<TARGET_FILE:qarhost>" PLUGIN_DIR="${QAR_PLUGIN_DIR}"
-                                                     TEST_PLUGIN_DIR="${QAR_TEST_PLUGIN_DIR}")
-add_dependencies(device_load_tests qarhost ${test_plugins})
+qar_add_host_tests(device_load_tests "${sources}" qarplatform_objects)
 
-# A host that is ended at random moments: tests/kill. QAR_KILLS and QAR_STOPS tell how often, 6 times each by default.
+# A host that is ended at random moments; QAR_KILLS and QAR_STOPS tell how often.
 qar_sources(sources FOLDER tests/kill/plugins FLAT)
 foreach(source IN LISTS sources)
     cmake_path(GET source STEM name)
@@ -91,9 +97,11 @@ target_include_directories(statement_record PRIVATE "${CMAKE_SOURCE_DIR}/tests")
 
 qar_sources(sources FOLDER tests/kill FLAT)
 qar_sources(kill_support FOLDER tests/kill/support)
-list(APPEND sources ${kill_support} ${support})
-qar_add_test_program(kill_tests "${sources}" demo_cameras_core SQLite::SQLite3 PkgConfig::rapidjson Threads::Threads)
-target_compile_definitions(
-    kill_tests PRIVATE QARHOST_PATH="$<TARGET_FILE:qarhost>" PLUGIN_DIR="${QAR_PLUGIN_DIR}"
-                       TEST_PLUGIN_DIR="${QAR_TEST_PLUGIN_DIR}")
-add_dependencies(kill_tests qarhost backfill ${test_plugins})
+list(APPEND sources ${kill_support})
+qar_add_host_tests(kill_tests "${sources}")
+
+# Device days by clock scale; QAR_SOAK_CAMERAS, QAR_SOAK_DAYS, QAR_SOAK_SCALE, QAR_SOAK_PROBE_S and QAR_SOAK_SEED set the
+# run.
+qar_sources(sources FOLDER tests/soak)
+qar_add_host_tests(soak_tests "${sources}")
+target_compile_definitions(soak_tests PRIVATE $<$<BOOL:${QAR_SANITIZE}>:QAR_SANITIZED>)
