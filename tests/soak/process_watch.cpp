@@ -62,7 +62,10 @@ std::optional<ResourceSample> ProcessWatch::EndStretch() {
     looks_ = 0;
     ResourceSample sample;
     sample.threads = threads_.size();
-    sample.descriptors = descriptors_.size();
+    for (const std::string& descriptor : descriptors_) {
+        const bool of_database = !database_.empty() && descriptor.find(" " + database_ + "/") != std::string::npos;
+        ++(of_database ? sample.database_descriptors : sample.descriptors);
+    }
     sample.memory_kib = memory_kib_;
     return sample;
 }

@@ -6,6 +6,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "soak/resource_series.h"
 
@@ -15,7 +16,8 @@ namespace soak {
 /// not show; what is left behind does, in the stretch after.
 class ProcessWatch {
 public:
-    explicit ProcessWatch(pid_t pid) : pid_(pid) {}
+    /// @param database  folder of the database, whose descriptors are counted apart
+    explicit ProcessWatch(pid_t pid, std::string database = "") : pid_(pid), database_(std::move(database)) {}
 
     /// Looks once. @throws std::runtime_error  where the process is gone
     void Look();
@@ -25,6 +27,7 @@ public:
 
 private:
     const pid_t pid_;
+    const std::string database_;
     int looks_ = 0;
     std::set<std::string> threads_;
     std::set<std::string> descriptors_;  // number and what it is open on

@@ -5,10 +5,13 @@
 
 #include <array>
 #include <condition_variable>
+#include <fstream>
 #include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
+
+#include "integration/support/temp_folder.h"
 
 namespace soak {
 namespace {
@@ -45,6 +48,19 @@ TEST_F(ProcessWatchTest, DescriptorThatIsNotOpenAllTheTimeDoesNotShow) {
     EXPECT_EQ(before.descriptors, Looks(1).descriptors);
     close(ends[0]);
     close(ends[1]);
+}
+
+TEST_F(ProcessWatchTest, DescriptorsOfTheDatabaseAreCountedApart) {
+    const qartest::TempFolder folder;
+    const auto before = Looks(1);
+    const std::ofstream inside(folder.Path() / "a.db");
+    ProcessWatch watch(getpid(), folder.Path());
+    watch.Look();
+    const auto sample = watch.EndStretch();
+    ASSERT_TRUE(sample);
+    EXPECT_EQ(1U, sample->database_descriptors);
+    EXPECT_EQ(before.descriptors, sample->descriptors);
+    EXPECT_EQ(before.descriptors + 1, Looks(1).descriptors);
 }
 
 TEST_F(ProcessWatchTest, ThreadThatStaysShows) {

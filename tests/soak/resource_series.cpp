@@ -34,6 +34,8 @@ std::vector<std::string> FindGrowth(const std::vector<ResourceSample>& samples, 
     compare("memory in KiB", &ResourceSample::memory_kib, limits.memory_kib);
     compare("database in KiB", &ResourceSample::database_kib, limits.database_kib);
     compare("rows", &ResourceSample::rows, static_cast<std::int64_t>(limits.rows));
+    compare("descriptors of the database", &ResourceSample::database_descriptors,
+            static_cast<std::int64_t>(limits.database_descriptors));
     return found;
 }
 

@@ -10,12 +10,12 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-const GrowthLimits kLimits{0, 5, 1000, 500, 40};
+const GrowthLimits kLimits{0, 5, 1000, 500, 40, 6};
 
 // Samples that differ by the step from one to the next.
 std::vector<ResourceSample> Series(std::size_t count, const ResourceSample& step) {
     std::vector<ResourceSample> samples;
-    ResourceSample sample{20, 30, 40000, 5000, 600};
+    ResourceSample sample{20, 30, 40000, 5000, 600, 21};
     for (std::size_t i = 0; i < count; ++i) {
         samples.push_back(sample);
         sample.threads += step.threads;
@@ -23,6 +23,7 @@ std::vector<ResourceSample> Series(std::size_t count, const ResourceSample& step
         sample.memory_kib += step.memory_kib;
         sample.database_kib += step.database_kib;
         sample.rows += step.rows;
+        sample.database_descriptors += step.database_descriptors;
     }
     return samples;
 }
@@ -37,6 +38,8 @@ TEST(ResourceSeriesTest, EachValueThatGrowsIsFound) {
     EXPECT_THAT(FindGrowth(Series(10, {0, 0, 201, 0, 0}), kLimits), ElementsAre(HasSubstr("memory in KiB grew")));
     EXPECT_THAT(FindGrowth(Series(10, {0, 0, 0, 101, 0}), kLimits), ElementsAre(HasSubstr("database in KiB grew")));
     EXPECT_THAT(FindGrowth(Series(10, {0, 0, 0, 0, 9}), kLimits), ElementsAre(HasSubstr("rows grew")));
+    EXPECT_THAT(FindGrowth(Series(10, {0, 0, 0, 0, 0, 2}), kLimits),
+                ElementsAre(HasSubstr("descriptors of the database grew")));
 }
 
 TEST(ResourceSeriesTest, GrowthUpToTheLimitIsAllowed) {

@@ -141,7 +141,7 @@ void SoakSite::StartHost() {
     const auto state = host_->State();
     if (!state || !state->history_timer_started_ms) throw std::runtime_error("the host does not tell its state");
     calendar_.emplace(*state->history_timer_started_ms, options_.probe_s);
-    watch_.emplace(host_->Process().Pid());
+    watch_.emplace(host_->Process().Pid(), std::filesystem::canonical(site_.DatabaseDir()).string());
     recorder_rows_ = std::make_unique<HistoryView>(site_.DatabaseDir() / "recorder.db");
     backfill_rows_ = std::make_unique<HistoryView>(site_.DatabaseDir() / "backfill.db");
     checked_ms_ = 0;

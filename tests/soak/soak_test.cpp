@@ -33,8 +33,8 @@ public:
     explicit Table(const SoakOptions& options) : step_days_(std::min(kShownDays, options.days / 6)) {
         std::printf("soak of %d cameras for %g device days, scale %d, seed %u, a probe each %d s\n", options.cameras,
                     options.days, options.scale, options.seed, options.probe_s);
-        std::printf("%8s %8s %12s %11s %13s %8s %9s %9s\n", "day", "threads", "descriptors", "memory KiB",
-                    "database KiB", "rows", "outages", "told");
+        std::printf("%8s %8s %12s %12s %11s %13s %8s %9s %9s\n", "day", "threads", "descriptors", "of database",
+                    "memory KiB", "database KiB", "rows", "outages", "told");
         std::fflush(stdout);
     }
 
@@ -42,9 +42,9 @@ public:
         if (timed.day < next_day_) return;
         next_day_ = (std::floor(timed.day / step_days_) + 1) * step_days_;
         const ResourceSample& sample = timed.sample;
-        std::printf("%8.2f %8zu %12zu %11lld %13lld %8zu %9zu %9zu\n", timed.day, sample.threads, sample.descriptors,
-                    static_cast<long long>(sample.memory_kib), static_cast<long long>(sample.database_kib), sample.rows,
-                    timed.outages, timed.told);
+        std::printf("%8.2f %8zu %12zu %12zu %11lld %13lld %8zu %9zu %9zu\n", timed.day, sample.threads,
+                    sample.descriptors, sample.database_descriptors, static_cast<long long>(sample.memory_kib),
+                    static_cast<long long>(sample.database_kib), sample.rows, timed.outages, timed.told);
         std::fflush(stdout);
     }
 
@@ -56,16 +56,14 @@ private:
 // What the second half of a run may hold more than the first. In a long run everything has long been in use by then.
 GrowthLimits LimitsOf(const SoakSite& site, const SoakOptions& options, std::size_t told) {
     GrowthLimits limits;
-    if (options.days < SoakOptions::kLongDays) {
-        limits.threads = 4;       // the history's pool has 3 to 7 workers
-        limits.descriptors = 60;  // of connections to the database that are made when they are first needed
-    }
+    if (options.days < SoakOptions::kLongDays) limits.threads = 4;  // the history's pool has 3 to 7 workers
+    limits.database_descriptors = 54;  // nine connections with six files each, made when they are first needed
 #ifdef QAR_SANITIZED
     limits.memory_kib = 1 << 20;  // freed memory is kept for a long time
 #else
     limits.memory_kib = 4096;
 #endif
-    limits.database_kib = 8192;      // write-ahead files grow to some megabytes and are used again
+    limits.database_kib = 16384;  // write-ahead files grow by megabytes while the machine is busy, and are used again
     limits.rows = site.Timelines();  // as expiry adds a row to each timeline one hour and removes it the next
     if (options.days < SoakOptions::kLongDays) limits.rows += told;  // each range that was told leaves one for a week
     return limits;
