@@ -7,7 +7,7 @@ namespace {
 constexpr std::int64_t kHourMs = 60 * CheckCalendar::kTickMs;
 constexpr std::int64_t kFirstCheckMs = 25 * CheckCalendar::kTickMs;
 constexpr std::int64_t kNotificationMs = 5 * CheckCalendar::kTickMs;
-constexpr std::int64_t kEnteredMs = 7 * CheckCalendar::kTickMs;  // from an answer to the contact's entry, at most
+constexpr std::int64_t kEnteredMs = 7 * CheckCalendar::kTickMs;  // from a probe to what it changes, if all is well
 constexpr std::int64_t kSlackMs = CheckCalendar::kTickMs;        // by which a probe may be late
 
 }  // namespace
@@ -30,9 +30,9 @@ bool CheckCalendar::MayReturn(std::int64_t moment_ms) const {
     return in_hour >= kFirstCheckMs && in_hour <= kFirstCheckMs + kCheckMs - kEnteredMs - probe_ms_ - kSlackMs;
 }
 
-bool CheckCalendar::Counts(std::int64_t moment_ms) const {
-    const std::int64_t since_check = (InHour(moment_ms) - kFirstCheckMs + kHourMs) % kCheckMs;
-    return since_check <= kCheckMs - kEnteredMs;
+bool CheckCalendar::MayGo(std::int64_t moment_ms) const {
+    const std::int64_t check_ms = LastCheck(moment_ms);
+    return check_ms != 0 && moment_ms - check_ms <= kCheckMs - kEnteredMs - probe_ms_ - kSlackMs;
 }
 
 std::int64_t CheckCalendar::InHour(std::int64_t moment_ms) const { return (moment_ms - started_ms_) % kHourMs; }

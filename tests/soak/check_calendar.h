@@ -28,8 +28,8 @@ public:
     /// Whether a camera may come back, as far as the time goes: its next probe then ends early enough.
     bool MayReturn(std::int64_t moment_ms) const;
 
-    /// Whether a contact that is noticed at the moment is far enough from the next check.
-    bool Counts(std::int64_t moment_ms) const;
+    /// Whether a camera may go, as far as the time goes: a probe then misses it well before the next check.
+    bool MayGo(std::int64_t moment_ms) const;
 
 private:
     std::int64_t InHour(std::int64_t moment_ms) const;

@@ -37,13 +37,12 @@ TEST_F(CheckCalendarTest, CamerasReturnBehindTheFirstCheckOfAnHourSoThatAProbeFi
     EXPECT_TRUE(calendar_.MayReturn(Tick(85)));
 }
 
-TEST_F(CheckCalendarTest, ContactCountsUpToSevenMinutesBeforeACheck) {
-    EXPECT_TRUE(calendar_.Counts(Tick(18)));
-    EXPECT_FALSE(calendar_.Counts(Tick(18) + 1));
-    EXPECT_FALSE(calendar_.Counts(Tick(25) - 1));
-    EXPECT_TRUE(calendar_.Counts(Tick(25)));
-    EXPECT_TRUE(calendar_.Counts(Tick(48)));
-    EXPECT_FALSE(calendar_.Counts(Tick(48) + 1));
+TEST_F(CheckCalendarTest, CamerasGoBehindAnyCheckSoThatAProbeFitsIn) {
+    EXPECT_FALSE(calendar_.MayGo(Tick(24)));
+    EXPECT_TRUE(calendar_.MayGo(Tick(25)));
+    EXPECT_TRUE(calendar_.MayGo(Tick(37)));
+    EXPECT_FALSE(calendar_.MayGo(Tick(37) + 1));
+    EXPECT_TRUE(calendar_.MayGo(Tick(55)));
 }
 
 }  // namespace

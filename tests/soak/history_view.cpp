@@ -46,6 +46,13 @@ std::int64_t HistoryView::LastInOrderS(int camera, int busi) const {
     return demo::ParsePlain(moment).value_or(0);
 }
 
+bool HistoryView::HasContact(int camera, int busi, std::int64_t since_s) const {
+    const std::string moment =
+        Query(database_, "SELECT max(state_time) FROM camera_history WHERE camera_state = 1 AND camera_id = " +
+                             std::to_string(camera) + " AND business_type = " + std::to_string(busi));
+    return demo::ParsePlain(moment).value_or(0) >= since_s;
+}
+
 std::size_t HistoryView::Rows() const {
     return static_cast<std::size_t>(std::stoull(Query(database_, "SELECT count(*) FROM camera_history")));
 }

@@ -21,6 +21,9 @@ public:
     /// 0 where there is none.
     std::int64_t LastInOrderS(int camera, int busi) const;
 
+    /// Whether a point of contact stands at or behind a moment; the moment as LastInOrderS gives it.
+    bool HasContact(int camera, int busi, std::int64_t since_s) const;
+
     std::size_t Rows() const;
 
 private:

@@ -16,8 +16,8 @@ std::int64_t Draw(std::mt19937_64& source, std::int64_t least, std::int64_t most
 }  // namespace
 
 OutageDriver::OutageDriver(const demo::ScaledClock& clock, std::vector<demo::SimulatedCamera*> cameras,
-                           const OutageLengths& lengths, unsigned seed)
-    : clock_(clock), lengths_(lengths) {
+                           const OutageLengths& lengths, unsigned seed, Entered entered)
+    : clock_(clock), lengths_(lengths), entered_(std::move(entered)) {
     const std::int64_t now_ms = clock_.NowMs();
     for (demo::SimulatedCamera* camera : cameras) {
         driven_.emplace_back(camera, std::uint64_t{seed} * 1'000'003 + static_cast<std::uint64_t>(camera->Id()));
@@ -37,7 +37,10 @@ void OutageDriver::StepOne(Driven& driven, const CheckCalendar& calendar, std::i
     const std::int64_t now_ms = clock_.NowMs();
     switch (driven.state) {
         case State::kInOrder:
-            if (let_begin_ && !driven.stays && now_ms >= driven.due_ms) Go(driven);
+            if (let_begin_ && !driven.stays && now_ms >= driven.due_ms && calendar.MayGo(now_ms) &&
+                checked_ms == calendar.LastCheck(now_ms)) {
+                Go(driven);
+            }
             break;
         case State::kAway:
             if (now_ms >= driven.due_ms && calendar.MayReturn(now_ms) && checked_ms == calendar.LastCheck(now_ms)) {
@@ -45,10 +48,16 @@ void OutageDriver::StepOne(Driven& driven, const CheckCalendar& calendar, std::i
             }
             break;
         case State::kReturned:
-            if (driven.camera->ProbesAnswered() > driven.answered) Reached(driven, calendar);
+            if (driven.camera->ProbesAnswered() > driven.answered) {
+                driven.reached_ms = now_ms;
+                driven.entered_in_time = false;
+                driven.state = State::kReached;
+            }
             break;
         case State::kReached:
+            LookForEntry(driven, calendar);
             if (checked_ms <= driven.reached_ms) break;
+            Settled(driven);
             driven.state = State::kInOrder;
             driven.due_ms = now_ms + Draw(driven.source, lengths_.shortest_pause_ms, lengths_.longest_pause_ms);
             break;
@@ -68,13 +77,18 @@ void OutageDriver::Return(Driven& driven) {
     driven.state = State::kReturned;
 }
 
-void OutageDriver::Reached(Driven& driven, const CheckCalendar& calendar) {
-    driven.reached_ms = clock_.NowMs();
-    driven.state = State::kReached;
+void OutageDriver::LookForEntry(Driven& driven, const CheckCalendar& calendar) {
+    if (driven.entered_in_time || driven.begin_ms == 0) return;
+    // the time is taken behind the look, so that what it finds was there before
+    const bool entered = entered_(driven.camera->Id(), driven.end_ms / 1000 + driven.camera->SkewS());
+    driven.entered_in_time = entered && calendar.LastCheck(clock_.NowMs()) <= driven.reached_ms;
+}
+
+void OutageDriver::Settled(Driven& driven) {
     if (driven.begin_ms == 0) return;
     const std::int64_t skew_s = driven.camera->SkewS();
     made_.push_back({driven.camera->Id(), driven.begin_ms / 1000 + skew_s, driven.end_ms / 1000 + skew_s,
-                     calendar.Counts(driven.reached_ms)});
+                     driven.entered_in_time, clock_.NowMs() / 1000 + skew_s});
 }
 
 bool OutageDriver::AllInOrder() const {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <random>
 #include <vector>
 
@@ -26,10 +27,13 @@ struct OutageLengths {
 /// check is done. Where the host falls behind, outages become longer.
 class OutageDriver {
 public:
+    /// Whether a camera's contact behind a moment stands in all tables. @param since_s  on the camera's clock
+    using Entered = std::function<bool(int camera, std::int64_t since_s)>;
+
     /// @param cameras  must outlive the driver; all are away, and come a hundred an hour for the first time. But the
     ///                 last is there, and stays.
     OutageDriver(const demo::ScaledClock& clock, std::vector<demo::SimulatedCamera*> cameras,
-                 const OutageLengths& lengths, unsigned seed);
+                 const OutageLengths& lengths, unsigned seed, Entered entered);
 
     /// Does what is due.
     /// @param checked_ms  the last check that has found all cameras that were there; 0 where there is none
@@ -67,16 +71,19 @@ private:
         std::int64_t begin_ms = 0;  // of the outage; 0 for the first contact
         std::int64_t end_ms = 0;
         std::int64_t reached_ms = 0;
-        int answered = 0;  // before it returned
+        bool entered_in_time = false;  // before the check behind
+        int answered = 0;              // before it returned
     };
 
     void StepOne(Driven& driven, const CheckCalendar& calendar, std::int64_t checked_ms);
     void Go(Driven& driven);
     void Return(Driven& driven);
-    void Reached(Driven& driven, const CheckCalendar& calendar);
+    void LookForEntry(Driven& driven, const CheckCalendar& calendar);
+    void Settled(Driven& driven);
 
     const demo::ScaledClock clock_;
     const OutageLengths lengths_;
+    const Entered entered_;
     std::vector<Driven> driven_;
     std::vector<MadeOutage> made_;
     std::size_t begun_ = 0;

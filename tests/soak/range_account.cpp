@@ -65,14 +65,28 @@ private:
     }
 
     void TakeOutage(const MadeOutage& outage) {
-        ++(outage.counts ? balance_.outages : balance_.uncounted);
+        if (!outage.counts) {
+            ++balance_.uncounted;
+            TakeAllWithin(outage);
+            return;
+        }
+        ++balance_.outages;
         for (const auto& [range, life] : ranges_) {
             if (taken_.count(range) != 0 || !Meets(range, outage)) continue;
             taken_.insert(range);
-            balance_.told += outage.counts ? 1 : 0;
+            ++balance_.told;
             return;
         }
-        if (outage.counts) Fault("was not told the outage " + Text(outage.begin_s, outage.end_s));
+        Fault("was not told the outage " + Text(outage.begin_s, outage.end_s));
+    }
+
+    void TakeAllWithin(const MadeOutage& outage) {
+        for (const auto& [range, life] : ranges_) {
+            if (range.first >= outage.begin_s - tolerance_.check_s - tolerance_.late_s &&
+                range.second <= outage.settled_s + tolerance_.late_s) {
+                taken_.insert(range);
+            }
+        }
     }
 
     // A range that belongs to no outage.

@@ -23,9 +23,10 @@ struct MadeOutage {
     int camera = 0;
     std::int64_t begin_s = 0;
     std::int64_t end_s = 0;
-    /// Whether its end was noticed far enough from a check of the cameras. Where it was not, the check may have found
-    /// the camera in order before the contact was entered, and the outage may rightly be lost.
+    /// Whether the contact at its end was seen in the table before the next check of the cameras. Where it was not, the
+    /// check may have found the camera in order before, and the outage, or a part of it, may rightly be lost.
     bool counts = true;
+    std::int64_t settled_s = 0;  ///< when a check had come behind the contact; only where it does not count
 };
 
 /// How exactly a range must meet its outage, in seconds.

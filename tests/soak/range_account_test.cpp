@@ -52,14 +52,16 @@ TEST_F(RangeAccountTest, OutageThatOneWasNotToldIsAFault) {
 
 TEST_F(RangeAccountTest, OutageThatDoesNotCountMayBeLostOrTold) {
     TellBoth(29000, 40300);
-    account_.Made({101, 50000, 60000, false});
+    account_.Made({101, 50000, 60000, false, 64000});
     EXPECT_THAT(account_.Judge().faults, IsEmpty());
-    TellAndDelete(recorder_, 49000, 60300);
+    TellAndDelete(recorder_, 61900, 63000);
     const Balance balance = account_.Judge();
     EXPECT_THAT(balance.faults, IsEmpty());
     EXPECT_EQ(2U, balance.outages);
     EXPECT_EQ(2U, balance.uncounted);
     EXPECT_EQ(2U, balance.told);
+    TellAndDelete(recorder_, 61900, 64101);
+    EXPECT_THAT(account_.Judge().faults, ElementsAre(HasSubstr("was told what was no outage")));
 }
 
 TEST_F(RangeAccountTest, RangeWithoutAnOutageIsAFault) {

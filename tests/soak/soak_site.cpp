@@ -84,7 +84,8 @@ SoakSite::SoakSite(const SoakOptions& options, OnSample on_sample)
     AddPlugins();
     site_.Write();
     // the last camera stays: what it shows of a check tells that the check has come to the end
-    driver_.emplace(site_.Clock(), cameras_, LengthsOf(options), options.seed);
+    driver_.emplace(site_.Clock(), cameras_, LengthsOf(options), options.seed,
+                    [this](int camera, std::int64_t since_s) { return ContactEntered(camera, since_s); });
 }
 
 // A third of the cameras have clocks of their own, a tenth answer no date and so run on the host's.
@@ -100,9 +101,17 @@ void SoakSite::AddCameras() {
         } else if (i % 3 == 1 && !last) {
             camera.skew_s = drawn;
         }
-        cameras_.push_back(&site_.AddCamera(i % 2 == 0 && !last ? "west530" : "east8", std::move(camera)));
+        const bool west = i % 2 == 0 && !last;
+        cameras_.push_back(&site_.AddCamera(west ? "west530" : "east8", std::move(camera)));
+        offsets_s_.push_back(west ? qartest::TestSite::kWest530S : qartest::TestSite::kEast8S);
     }
     cameras_.back()->ComeBack();
+}
+
+// The last one that an event comes to stands for all.
+bool SoakSite::ContactEntered(int camera, std::int64_t since_s) const {
+    const std::int64_t offset_s = offsets_s_.at(static_cast<std::size_t>(camera - cameras_.front()->Id()));
+    return recorder_rows_->HasContact(camera, kRecorder2.busi, since_s + offset_s - options_.probe_s);
 }
 
 void SoakSite::AddPlugins() {

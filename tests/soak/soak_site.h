@@ -54,6 +54,7 @@ private:
     using Condition = std::function<bool()>;
 
     void AddCameras();
+    bool ContactEntered(int camera, std::int64_t since_s) const;
     void AddPlugins();
     void StartHost();
     void RestartHost(bool kill);
@@ -73,6 +74,7 @@ private:
     const std::int64_t stretch_ms_;  // of the site's clock
     qartest::TestSite site_;
     std::vector<demo::SimulatedCamera*> cameras_;
+    std::vector<std::int64_t> offsets_s_;  // of the cameras' zones
     RangeAccount account_;
     std::optional<OutageDriver> driver_;
     JournalTail recorder_;
