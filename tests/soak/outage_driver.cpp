@@ -96,13 +96,16 @@ bool OutageDriver::AllInOrder() const {
                        [](const Driven& driven) { return driven.state == State::kInOrder; });
 }
 
-void OutageDriver::HostWasDown(std::int64_t begin_ms, std::int64_t end_ms) {
+void OutageDriver::HostStopped(std::int64_t begin_ms) {
     for (Driven& driven : driven_) {
         driven.begin_ms = begin_ms;
-        driven.end_ms = end_ms;
         driven.answered = driven.camera->ProbesAnswered();
         driven.state = State::kReturned;
     }
+}
+
+void OutageDriver::HostReady(std::int64_t end_ms) {
+    for (Driven& driven : driven_) driven.end_ms = end_ms;
 }
 
 void OutageDriver::TakeMade(RangeAccount& account) {

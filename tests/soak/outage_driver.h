@@ -45,9 +45,10 @@ public:
     /// Whether each camera is there and was found in order.
     bool AllInOrder() const;
 
-    /// Call it while no host runs and all are in order: from `begin_ms` to `end_ms`, and until its next contact, each
-    /// camera was without one.
-    void HostWasDown(std::int64_t begin_ms, std::int64_t end_ms);
+    /// Call them when all are in order, the second before the next step: while the host was down, and until its next
+    /// contact, each camera was without one.
+    void HostStopped(std::int64_t begin_ms);
+    void HostReady(std::int64_t end_ms);
 
     /// Adds the outages that have ended since the last call.
     void TakeMade(RangeAccount& account);

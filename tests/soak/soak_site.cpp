@@ -147,6 +147,7 @@ void SoakSite::StartHost() {
     life_began_ms_ = NowMs();
     host_ = std::make_unique<qartest::HostProcess>(site_, options);
     if (!host_->WaitUntilReady()) throw std::runtime_error("the host does not start: " + host_->Process().Err());
+    ready_ms_ = NowMs();
     const auto state = host_->State();
     if (!state || !state->history_timer_started_ms) throw std::runtime_error("the host does not tell its state");
     calendar_.emplace(*state->history_timer_started_ms, options_.probe_s);
@@ -167,8 +168,9 @@ void SoakSite::RestartHost(bool kill) {
     } else if (host_->Stop() != 0) {
         throw std::runtime_error("the host did not stop cleanly: " + host_->Process().Err());
     }
-    driver_->HostWasDown(begin_ms, NowMs());
+    driver_->HostStopped(begin_ms);
     StartHost();
+    driver_->HostReady(ready_ms_);
     Settle();
 }
 

@@ -45,7 +45,7 @@ public:
     Balance Judge() const { return account_.Judge(); }
     /// Those of the last life of the host, without the time in which its tables fill.
     const std::vector<ResourceSample>& Samples() const { return samples_; }
-    /// Ends of stretches at which no check of the cameras had been done for two hours.
+    /// Samples at whose time no check of the cameras had been done for two hours.
     int TimesBehind() const { return times_behind_; }
     /// Timelines: one for each camera and consumer.
     std::size_t Timelines() const;
@@ -88,6 +88,7 @@ private:
     std::unique_ptr<HistoryView> backfill_rows_;
     std::int64_t checked_ms_ = 0;
     std::int64_t life_began_ms_ = 0;
+    std::int64_t ready_ms_ = 0;
 
     std::int64_t began_ms_ = 0;
     std::int64_t stretch_ends_ms_ = 0;
