@@ -6,11 +6,13 @@
 
 #include "history_fixture.h"
 #include "qarcommonbiz/DBManagerImpl.h"
+#include "tests/support/other_thread.h"
 #include "thread_watch.h"
 
 namespace qar::history_test {
 namespace {
 
+using test_support::OtherThread;
 using ::testing::_;
 using ::testing::DoDefault;
 using ::testing::Pointee;
@@ -194,6 +196,19 @@ TEST_F(DBManagerTest, ChangeOfAnotherTypeOrTopicIsSilentAndRepointsNothing) {
     CDBManagerImpl::ProcChangeMsgCBFunc(kTopic, Message(0), &manager);
     EXPECT_EQ(OwnLog(), "");
     EXPECT_THAT(Resets(), IsEmpty());
+}
+
+TEST_F(DBManagerTest, OpeningAndClosingWaitForARepointing) {
+    for (const char* plugin : {"p", "q"}) ASSERT_TRUE(manager.Initialize(plugin, 1, 1));
+    std::vector<std::unique_ptr<OtherThread>> others;
+    EXPECT_CALL(platform.database, ResetDBParam("q", _));
+    EXPECT_CALL(platform.database, ResetDBParam("p", _)).WillOnce([&](const auto&...) {
+        others.push_back(std::make_unique<OtherThread>([this] { manager.Initialize("r", 1, 1); }));
+        others.push_back(std::make_unique<OtherThread>([this] { manager.Finalize("q"); }));
+        for (const auto& other : others) EXPECT_TRUE(other->Waits());
+        return true;
+    });
+    manager.ObserverMsgCB(kTopic, Message(1));
 }
 
 TEST_F(DBManagerTest, ChangeWithoutParametersTouchesNoPlugin) {

@@ -65,6 +65,10 @@ struct CHistoryStateMgrPeer {
         const CHistoryStateMgr& manager) {
         return manager.map_camera_state_;
     }
+    static std::mutex& InitLock(CHistoryStateMgr& manager) { return manager.init_lock_; }
+    static boost::shared_mutex& PluginLock(CHistoryStateMgr& manager) { return manager.plugin_lock_; }
+    static std::mutex& StateLock(CHistoryStateMgr& manager) { return manager.state_lock_; }
+    static boost::shared_mutex& DelayLock(CHistoryStateMgr& manager) { return manager.delay_lock_; }
     /// @return the points as "<iso> <state>"
     static std::vector<std::string> Points(const CHistoryStateMgr& manager, const std::string& plugin, int busi,
                                            int camera) {
