@@ -18,6 +18,7 @@
 #include "standalone/database/DatabaseManager.h"
 #include "standalone/database/sqlite/Database.h"
 #include "tests/standalone/database/temp_folder.h"
+#include "tests/support/other_thread.h"
 
 namespace qar {
 
@@ -331,6 +332,39 @@ TEST_F(DatabaseManagerTest, ACallerThatGetsNoConnectionInTimeFailsWithAWord) {
         });
     }));
     EXPECT_THAT(log, HasSubstr("plug-in p: none of 1 connections came free in 100 ms"));
+    EXPECT_TRUE(manager.Execute("p", 1, "SELECT 1"));
+}
+
+TEST_F(DatabaseManagerTest, ACallerThatWaitsForAConnectionIsRefusedAtOnceWhenThePlugInCloses) {
+    DatabaseManager manager;
+    ASSERT_TRUE(manager.Open("p", 1, ParamOf(folder_.Path())));
+    std::string log;
+    EXPECT_TRUE(manager.ExecuteQuery("p", 1, "SELECT 1", [&](db_layer::CConnect*) {
+        log = LogOf([&] {
+            test_support::OtherThread other([&] { EXPECT_FALSE(manager.Execute("p", 1, "SELECT 1")); });
+            EXPECT_TRUE(other.Waits());
+            EXPECT_TRUE(manager.Finalize("p"));
+        });
+    }));
+    EXPECT_THAT(log, HasSubstr("plug-in p: the plug-in's connections are closed"));
+}
+
+TEST_F(DatabaseManagerTest, APlugInThatAsksForNoConnectionGetsOne) {
+    DatabaseManager manager(ShortWaits());
+    ASSERT_TRUE(manager.Open("p", 0, ParamOf(folder_.Path())));
+    EXPECT_TRUE(manager.Execute("p", 1, "SELECT 1"));
+    ASSERT_TRUE(manager.Open("p", 0, ParamOf(folder_.Path())));
+    EXPECT_TRUE(manager.Execute("p", 1, "SELECT 1"));
+}
+
+TEST_F(DatabaseManagerTest, AConnectionThatMetABrokenFileIsNotUsedAgain) {
+    DatabaseManager manager;
+    ASSERT_TRUE(manager.Open("p", 1, ParamOf(folder_.Path())));
+    ASSERT_TRUE(manager.Execute("p", 1, "CREATE TEMP TABLE mark(v)"));
+    ASSERT_TRUE(manager.Execute("p", 1, "SELECT v FROM mark")) << "the connection is kept";
+    std::ofstream(folder_ / "s.db") << std::string(8192, '#');
+    EXPECT_FALSE(manager.Execute("p", 1, "SELECT v FROM s.t"));
+    EXPECT_FALSE(manager.Execute("p", 1, "SELECT v FROM mark"));
     EXPECT_TRUE(manager.Execute("p", 1, "SELECT 1"));
 }
 

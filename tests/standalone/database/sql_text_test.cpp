@@ -43,6 +43,7 @@ TEST(SqlTextTest, KindIsThatOfTheFirstWordWhateverStandsBeforeIt) {
 TEST(SqlTextTest, QualifyingNamesStandBeforeADotOutsideStringsAndComments) {
     EXPECT_THAT(QualifyingNames("SELECT A.x, \"B c\".y FROM s . t AS a JOIN [u].v, `w`.z"),
                 ElementsAre("a", "b c", "s", "u", "w"));
+    EXPECT_THAT(QualifyingNames("SELECT \"a\"\".b\".c"), ElementsAre("a\".b"));
     EXPECT_THAT(QualifyingNames("SELECT 'a.b' -- c.d\n /* e.f */"), IsEmpty());
     EXPECT_THAT(QualifyingNames("SELECT 1"), IsEmpty());
     EXPECT_THAT(QualifyingNames("."), IsEmpty());

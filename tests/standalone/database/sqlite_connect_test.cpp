@@ -103,6 +103,13 @@ TEST_F(SqliteConnectTest, AFailureLeavesATextAndNoResultAndTheNextSuccessTakesTh
     EXPECT_EQ(Error(*connect), "");
 }
 
+TEST_F(SqliteConnectTest, AQueryThatFailsBehindItsFirstRowLeavesNoRows) {
+    const auto connect = Connect();
+    EXPECT_FALSE(connect->Query("SELECT abs(column1) AS v FROM (VALUES(1), (-9223372036854775808))"));
+    EXPECT_EQ(Error(*connect), "integer overflow");
+    EXPECT_TRUE(connect->IsEnd());
+}
+
 TEST_F(SqliteConnectTest, ATextWithoutStatementSucceeds) {
     const auto connect = Connect();
     for (const char* text : {"", " ", ";", "-- nothing"}) {
@@ -203,6 +210,17 @@ TEST_F(SqliteConnectTest, AQueryIsGivenUpAtItsTimeOutAndTheConnectionGoesOn) {
             *connect,
             "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n LIMIT 100000) SELECT count(*) AS v FROM n"),
         100000);
+}
+
+// Takes longer than ten milliseconds and less than ten seconds anywhere.
+TEST_F(SqliteConnectTest, TheTimeOutIsInSeconds) {
+    const auto connect = Connect();
+    const unsigned int timeout = 10;
+    ASSERT_TRUE(connect->QueryUDT(
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n LIMIT 1000000) SELECT count(*) AS v FROM n",
+        &timeout))
+        << Error(*connect);
+    EXPECT_EQ(connect->GetInt("v"), 1000000);
 }
 
 TEST_F(SqliteConnectTest, NoTimeOutIsNullOrZero) {

@@ -40,6 +40,15 @@ TEST_F(SqliteSchemasTest, FilesOfTheFolderAreAttachedOnOpen) {
                 ElementsAre("a", "b", "main"));
 }
 
+TEST_F(SqliteSchemasTest, FilesNamedAsBuiltInSchemasAreNotAttached) {
+    std::ofstream(folder_ / "temp.db").flush();
+    Connect();
+    testing::internal::CaptureStderr();
+    const auto connect = Connect();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_THAT(Values(*connect, "SELECT name AS v FROM pragma_database_list ORDER BY 1"), ElementsAre("main"));
+}
+
 TEST_F(SqliteSchemasTest, ASchemaThatAnotherConnectionMadeIsAttachedWhenItIsNamed) {
     for (const char* statement :
          {"SELECT v FROM s.t", "INSERT INTO s.t VALUES(1)", "UPDATE s.t SET v = 2", "DELETE FROM s.t",

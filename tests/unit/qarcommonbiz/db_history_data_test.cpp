@@ -192,6 +192,19 @@ TEST_F(DBHistoryDataTest, ResultWithoutConnectionIsAFailure) {
               "WHERE camera_id IN (1)\n");
 }
 
+TEST_F(DBHistoryDataTest, ResultWithoutConnectionIsReadOnceWhateverTheRowFunctionSays) {
+    EXPECT_CALL(platform.database, ExecuteQuery)
+        .WillOnce([](const std::string&, uint32_t, const std::string&, IDBManagerPure::ResultFunc fn) {
+            fn(nullptr);
+            return true;
+        });
+    int calls = 0;
+    EXPECT_FALSE(store.QueryDBInfoList("p", "SELECT", [&](db_layer::CConnect*) {
+        return ++calls < 3 ? CDBHistoryData::kNext : CDBHistoryData::kStop;
+    }));
+    EXPECT_EQ(calls, 1);
+}
+
 TEST_F(DBHistoryDataTest, QueryByCamerasReadsThemWhateverNodeTheyStandOn) {
     platform.database.fake.Answer("SELECT", Rows({{"5", "7", "2024-03-01 08:00:00", "0", "1"}}));
     StateRowMap rows;

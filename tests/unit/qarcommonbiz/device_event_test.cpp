@@ -210,6 +210,17 @@ TEST_F(DeviceEventTest, EventForACameraThatNobodyCaresForChangesNothing) {
     EXPECT_THAT(Points(), IsEmpty());
 }
 
+TEST_F(DeviceEventTest, EventChangesNothingForAPluginThatCaresForAnotherCamera) {
+    platform.site.AddCamera(102, 2);
+    Register();
+    ASSERT_TRUE(manager.SetCareCameraStateInfo(kPlugin, kBusi, {102}));
+    Forget();
+    manager.HandleDeviceState(Message(265, 2001, kDevice));
+    manager.HandleChannelState(Message(517, 1001, kCamera));
+    EXPECT_THAT(Sqls(), IsEmpty());
+    EXPECT_THAT(Points(), IsEmpty());
+}
+
 TEST_F(DeviceEventTest, FirstContactOfACaredCameraIsToldAsSevenDays) {
     RegisterAndCare();
     manager.HandleDeviceState(Message(265, 2001, kDevice));

@@ -104,6 +104,17 @@ TEST_F(TimelineTest, FailedInsertLeavesThePointInMemoryAndIsTold) {
     EXPECT_EQ(platform.log.Lines()[2].function, "qar::CHistoryStateMgr::AddHistoryStateInfo");
 }
 
+TEST_F(TimelineTest, MemoryIsChangedBeforeTheRow) {
+    std::vector<std::vector<std::string>> seen;
+    ON_CALL(platform.database, Execute).WillByDefault([&](const auto&...) {
+        seen.push_back(Points());
+        return true;
+    });
+    Add(At("08:00"), 2);
+    Add(At("08:30"), 2);
+    EXPECT_THAT(seen, ElementsAre(ElementsAre(At("08:00") + " 2"), ElementsAre(At("08:30") + " 2")));
+}
+
 TEST_F(TimelineTest, FailedMoveLeavesThePointMovedInMemoryAndIsTold) {
     Add(At("08:00"), 2);
     Forget();
