@@ -521,6 +521,19 @@ TEST_F(DatabaseManagerTest, WithoutADatabaseThereIsNoNumber) {
                 HasSubstr("no number for \"x\": no database has been opened"));
 }
 
+TEST_F(DatabaseManagerTest, ARepointingWaitsForANumberThatIsBeingTaken) {
+    DatabaseManager manager;
+    ASSERT_TRUE(manager.Open("p", 1, ParamOf(folder_ / "a")));
+    qarplatform::sqlite::Database holder;
+    ASSERT_TRUE(holder.Open(folder_ / "a/main.db", milliseconds(0)));
+    ASSERT_TRUE(holder.Exec("BEGIN IMMEDIATE"));
+    const test_support::OtherThread number([&] { manager.GetNextID(""); });
+    EXPECT_TRUE(number.Waits());
+    const test_support::OtherThread repointing([&] { manager.ResetDBParam("p", ParamOf(folder_ / "b")); });
+    EXPECT_TRUE(repointing.Waits());
+    EXPECT_TRUE(holder.Exec("COMMIT"));
+}
+
 TEST_F(DatabaseManagerTest, ADatabaseThatIsLockedGivesNoNumberUntilItIsFree) {
     DatabaseManager manager(ShortWaits());
     ASSERT_TRUE(manager.Open("p", 1, ParamOf(folder_.Path())));
