@@ -1,6 +1,6 @@
 #!/bin/bash
 # usage: check.sh [--list | STEP...]
-# Runs every gate, or the named ones, and says at the end which failed. Logs are in build/check.
+# Runs every gate, or the named steps, and says at the end which failed. Logs are in build/check.
 set -uo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 gates=tests/contract
@@ -8,6 +8,7 @@ out=$PWD/build/check
 prefix=$out/prefix
 
 steps=(gcc format headers symbols abi install negative stack clang tidy asan-ubsan tsan)
+named_only=(mutation)  # too long for every run
 
 # --- the steps -------------------------------------------------------------------------------------------------------
 
@@ -30,6 +31,7 @@ step_clang() { cmake --preset asan-ubsan && cmake --build --preset asan-ubsan; }
 step_tidy() { $gates/tidy.sh; }
 step_asan-ubsan() { preset asan-ubsan; }
 step_tsan() { preset tsan; }
+step_mutation() { tests/mutation/run.py; }
 
 # --- running them ----------------------------------------------------------------------------------------------------
 
@@ -41,7 +43,7 @@ wanted=("$@")
 [[ $# -gt 0 ]] || wanted=("${steps[@]}")
 for step in "${wanted[@]}"; do
     if ! declare -F "step_$step" >/dev/null; then
-        echo "check: no step '$step'; known are: ${steps[*]}" >&2
+        echo "check: no step '$step'; known are: ${steps[*]} ${named_only[*]}" >&2
         exit 2
     fi
 done
