@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "Mox/Base/StringUtil.h"
+#include "standalone/base/DateTimeText.h"
 
 namespace Mox {
 namespace Base {
@@ -19,8 +19,8 @@ std::tm LocalTime(int64_t t) {
 }
 
 std::string DateAndTime(const std::tm& local, char separator) {
-    return StringUtil::str_fmt("%04d-%02d-%02d%c%02d:%02d:%02d", local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
-                               separator, local.tm_hour, local.tm_min, local.tm_sec);
+    return qarplatform::DateTimeText(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, separator, local.tm_hour,
+                                     local.tm_min, local.tm_sec);
 }
 
 }  // namespace
@@ -38,7 +38,11 @@ std::string TimeT2LocalTimeStrISO(int64_t t) {
 
 std::string TimeDifference2Str(int seconds) {
     const long long minutes = std::llabs(seconds) / 60;
-    return StringUtil::str_fmt("%c%02lld:%02lld", seconds < 0 ? '-' : '+', minutes / 60, minutes % 60);
+    const auto digit = [](long long number) { return static_cast<char>('0' + number % 10); };
+    std::string text = {seconds < 0 ? '-' : '+',  digit(minutes / 600), digit(minutes / 60), ':',
+                        digit(minutes % 60 / 10), digit(minutes % 60)};
+    if (minutes >= 6000) text.replace(1, 2, std::to_string(minutes / 60));
+    return text;
 }
 
 }  // namespace TimeUtil

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
+
+#include "standalone/base/DateTimeText.h"
 
 namespace qarplatform {
 
@@ -12,11 +13,9 @@ std::string TimeText(int64_t seconds, char separator) {
     const sys_days day = floor<days>(moment);
     const year_month_day date(day);
     const hh_mm_ss time(moment - day);
-    char text[32];
-    std::snprintf(text, sizeof(text), "%04d-%02u-%02u%c%02d:%02d:%02d", int(date.year()), unsigned(date.month()),
-                  unsigned(date.day()), separator, static_cast<int>(time.hours().count()),
-                  static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()));
-    return text;
+    return DateTimeText(int(date.year()), static_cast<int>(unsigned(date.month())),
+                        static_cast<int>(unsigned(date.day())), separator, static_cast<int>(time.hours().count()),
+                        static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()));
 }
 
 }  // namespace qarplatform

@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <limits>
 
 #include "Mox/Base/TimeUtil.h"
+#include "standalone/base/DateTimeText.h"
 
 namespace {
 
@@ -26,6 +29,26 @@ TEST(TimeUtilTest, DifferenceTakesTheSignBeforeDividing) {
 TEST(TimeUtilTest, DifferenceDropsSeconds) {
     EXPECT_EQ(TimeUtil::TimeDifference2Str(3659), "+01:00");
     EXPECT_EQ(TimeUtil::TimeDifference2Str(-3659), "-01:00");
+}
+
+TEST(TimeUtilTest, EveryDifferenceIsWrittenAsPrintfWritesIt) {
+    const auto check = [](int seconds) {
+        char expected[32];
+        const long long minutes = std::llabs(seconds) / 60;
+        std::snprintf(expected, sizeof expected, "%c%02lld:%02lld", seconds < 0 ? '-' : '+', minutes / 60,
+                      minutes % 60);
+        ASSERT_EQ(TimeUtil::TimeDifference2Str(seconds), expected) << seconds;
+    };
+    for (int seconds = -400000; seconds <= 400000 && !testing::Test::HasFailure(); seconds += 7) check(seconds);
+    check(std::numeric_limits<int>::max());
+    check(std::numeric_limits<int>::min());
+}
+
+TEST(TimeUtilTest, YearsOfAnyLengthAreWrittenAsPrintfWritesThem) {
+    EXPECT_EQ(qarplatform::DateTimeText(0, 1, 2, ' ', 3, 4, 5), "0000-01-02 03:04:05");
+    EXPECT_EQ(qarplatform::DateTimeText(9999, 12, 31, 'T', 23, 59, 60), "9999-12-31T23:59:60");
+    EXPECT_EQ(qarplatform::DateTimeText(10000, 1, 2, 'T', 3, 4, 5), "10000-01-02T03:04:05");
+    EXPECT_EQ(qarplatform::DateTimeText(-1, 1, 2, ' ', 3, 4, 5), "-001-01-02 03:04:05");
 }
 
 TEST(TimeUtilTest, LocalTimeHasTextAndOffsetOfItsMoment) {

@@ -1,8 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <iterator>
+#include <limits>
 #include <random>
+#include <string>
 
 #include "mock/Platform.h"
 #include "qarcommonbiz/HistoryTime.h"
@@ -68,6 +72,147 @@ TEST_F(HistoryTimeTest, RubbishInPlainTextGivesZerosAndDropsTheOffset) {
     EXPECT_EQ(TimeToISO(PlainToTime("", 28800)), "0000-00-00T00:00:00+00:00");
     EXPECT_EQ(TimeToISO(PlainToTime("soon", 28800)), "0000-00-00T00:00:00+00:00");
     EXPECT_EQ(TimeToISO(PlainToTime("2024", 28800)), "2024-00-00T00:00:00+08:00");
+}
+
+// What the numbers of a text mean is what scanf makes of them.
+SHistoryTime ScannedIso(const std::string& text, bool& read) {
+    const bool east = text.find('+') != std::string::npos;
+    SHistoryTime time;
+    int hours = 0;
+    int minutes = 0;
+    const int count = east ? std::sscanf(text.c_str(), "%d-%d-%dT%d:%d:%d+%d:%d", &time.year, &time.month, &time.day,
+                                         &time.hour, &time.minute, &time.second, &hours, &minutes)
+                           : std::sscanf(text.c_str(), "%d-%d-%dT%d:%d:%d-%d:%d", &time.year, &time.month, &time.day,
+                                         &time.hour, &time.minute, &time.second, &hours, &minutes);
+    const auto offset = static_cast<int32_t>(int64_t{hours} * 3600 + int64_t{minutes} * 60);
+    time.differ = east ? offset : static_cast<int32_t>(-int64_t{offset});
+    read = count >= 1;
+    return read ? time : SHistoryTime();
+}
+
+SHistoryTime ScannedPlain(const std::string& text, int differ) {
+    SHistoryTime time;
+    const int count = std::sscanf(text.c_str(), "%d-%d-%d %d:%d:%d", &time.year, &time.month, &time.day, &time.hour,
+                                  &time.minute, &time.second);
+    if (count >= 1) time.differ = differ;
+    return time;
+}
+
+bool AllEqual(const SHistoryTime& left, const SHistoryTime& right) {
+    return left == right && left.differ == right.differ;
+}
+
+std::string Shown(const SHistoryTime& time) {
+    std::string text;
+    for (const int field :
+         {time.year, time.month, time.day, time.hour, time.minute, time.second, static_cast<int>(time.differ)}) {
+        text += std::to_string(field) + " ";
+    }
+    return text;
+}
+
+void ExpectReadAsScanned(const std::string& text) {
+    bool scanned = false;
+    const SHistoryTime expected = ScannedIso(text, scanned);
+    SHistoryTime time;
+    const bool read = ISOToTime(text, time);
+    if (read != scanned || !AllEqual(time, expected)) {
+        ADD_FAILURE() << "ISO \"" << text << "\": " << Shown(time) << "instead of " << Shown(expected);
+    }
+    const SHistoryTime expected_plain = ScannedPlain(text, 3600);
+    const SHistoryTime plain = PlainToTime(text, 3600);
+    if (!AllEqual(plain, expected_plain)) {
+        ADD_FAILURE() << "plain \"" << text << "\": " << Shown(plain) << "instead of " << Shown(expected_plain);
+    }
+}
+
+TEST_F(HistoryTimeTest, OddNumbersAreReadAsScanfReadsThem) {
+    for (const char* text : {
+             "2024-03-01T08:09:10+08:00",
+             "2024-03-01T08:09:10-05:30",
+             "2024-03-01T08:09:10Z",
+             "2024-03-01T08:09:10 +08:00",
+             " \t\n\v\f\r2024- 03-\t01T 08: 09:\n10+ 08: 00",
+             "2024-03-01T08:09:10+-08:+30",
+             "+2024-+3-+1T+8:+9:+10-+1:+2",
+             "-2024--3--1T-8:-9:-10--1:-2",
+             "- 2024-03-01",
+             "+-2024-03-01",
+             "--2024",
+             "2024-03-01t08:09:10+08:00",
+             "2024 -03-01",
+             "0002024-0003-00001T0008:00009:000010+0008:0000",
+             "12345-123-456T789:1000:2000+3000:4000",
+             "2147483647-2147483648-4294967295T4294967296:-2147483648:-2147483649+2147483647:2147483647",
+             "9223372036854775807-9223372036854775808-9223372036854775809T99999999999999999999:1:1+1:1",
+             "-9223372036854775808--9223372036854775809--99999999999999999999T1:1:1-1:1",
+             "2024-03-01   08:09:10",
+             "2024-03-0108:09:10",
+             "2024-03-01\n08:09:10",
+             "0x10-0x11",
+             "1e3-2",
+             "2024-",
+             "2024-03-01T08:09:10+",
+             "\xef\xbb\xbf"
+             "2024-03-01",
+         }) {
+        ExpectReadAsScanned(text);
+    }
+    ExpectReadAsScanned(std::string("2024-03\0-01T08:09:10+08:00", 26));
+}
+
+TEST_F(HistoryTimeTest, AMillionChangedTextsAreReadAsScanfReadsThem) {
+    const std::string seeds[] = {"2024-03-01T08:09:10+08:00", "2024-12-31 23:59:59", "1999-1-2T3:4:5-05:30",
+                                 "2024-03-01T08:09:10Z",      "-7-+8- 9T1:2:3+4:5",  "99999999999-2147483648"};
+    const std::string signs("0123456789999000+-+-::T  Z.\t\0", 29);
+    std::minstd_rand random(7);
+    const auto below = [&random](std::size_t end) { return random() / 7 % end; };
+    for (int i = 0; i < 500000 && !HasFailure(); ++i) {
+        std::string text = seeds[below(std::size(seeds))];
+        for (std::size_t changes = below(4); changes > 0; --changes) {
+            const std::size_t at = below(text.size() + 1);
+            const char sign = signs[below(signs.size())];
+            switch (below(4)) {
+                case 0:
+                    text.resize(at);
+                    break;
+                case 1:
+                    text.insert(at, below(3) == 0 ? 12 : 1, sign);
+                    break;
+                case 2:
+                    text.erase(at, 1);
+                    break;
+                default:
+                    if (at < text.size()) text[at] = sign;
+            }
+        }
+        ExpectReadAsScanned(text);
+    }
+}
+
+TEST_F(HistoryTimeTest, FieldsOfAnySizeAreWrittenAsPrintfWritesThem) {
+    const int32_t odd[] = {
+        0,    1,     -1,    9,          10,          -9,          -10,
+        99,   100,   -99,   -100,       999,         -999,        1000,
+        9999, 10000, -9999, 2147483647, -2147483647, 1900,        2024,
+        1970, 12345, -1000, 65535,      1999999999,  -2000000000, std::numeric_limits<int32_t>::min()};
+    std::minstd_rand random(7);
+    const auto field = [&](int32_t most) {
+        return random() / 7 % 4 == 0 ? odd[random() / 7 % std::size(odd)] : static_cast<int32_t>(random() / 7) % most;
+    };
+    for (int i = 0; i < 500000 && !HasFailure(); ++i) {
+        SHistoryTime time;
+        time.year = field(10000);
+        time.month = field(13);
+        time.day = field(32);
+        time.hour = field(24);
+        time.minute = field(60);
+        time.second = field(60);
+        char expected[80];
+        std::snprintf(expected, sizeof expected, "%04d-%02d-%02d %02d:%02d:%02d", time.year, time.month, time.day,
+                      time.hour, time.minute, time.second);
+        if (TimeToPlain(time) != expected) ADD_FAILURE() << TimeToPlain(time) << " instead of " << expected;
+    }
 }
 
 TEST_F(HistoryTimeTest, OffsetTakesNoPartInComparisons) {
