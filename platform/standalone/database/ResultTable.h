@@ -10,8 +10,9 @@
 
 namespace qarplatform {
 
-/// A query's whole result, read row by row. Columns are named case-insensitively; of columns with one name the first
-/// counts.
+/// A query's whole result, read row by row once all rows are there. It lies in one block, row behind row, as a result
+/// may be the whole history; reading takes the current row out of it, so that reading too is for one thread at a time.
+/// Columns are named case-insensitively; of columns with one name the first counts.
 class ResultTable {
 public:
     /// Empties the table and takes the columns of a statement.
@@ -25,28 +26,38 @@ public:
 
     /// @return the current row's value; 0 for NULL, an unknown column, a text that is no whole number, or at the end.
     ///     A floating-point number loses its fraction.
-    int64_t GetInt(std::string_view column) const;
+    int64_t GetInt(std::string_view column);
     /// @return the current row's value as text; "" for NULL, an unknown column, or at the end
-    std::string GetString(std::string_view column) const;
+    std::string GetString(std::string_view column);
 
 private:
-    // Integers and floating-point numbers cut to integers lie in `value`; a text's place in `texts_` does else. The
-    // text of a floating-point number lies there as well.
+    enum class Kind : char { kNull, kInt, kReal, kText };
+
+    // A cell lies in `rows_` as its kind, then its number unless it is a text, cut to an integer if need be, then its
+    // text unless it is an integer, with the size before it.
     struct Cell {
-        int64_t value = 0;
-        std::size_t text_begin = 0;
-        uint32_t text_size = 0;
-        enum class Kind : uint8_t { kNull, kInt, kReal, kText } kind = Kind::kNull;
+        Kind kind = Kind::kNull;
+        int64_t number = 0;
+        std::size_t text_begin = 0;  // in rows_
+        std::size_t text_size = 0;
     };
 
-    const Cell* Find(std::string_view column) const;
+    static Kind KindOf(int type);
+    template <typename Number>
+    void Append(Number number);
+    template <typename Number>
+    Number Take();
+    void ReadRow();
+    const Cell* Find(std::string_view column);
     std::string_view TextOf(const Cell& cell) const;
 
     std::vector<std::string> columns_;
-    std::vector<Cell> cells_;
-    std::string texts_;
+    std::string rows_;
     std::size_t row_count_ = 0;
     std::size_t row_ = 0;
+    std::size_t read_rows_ = 0;  // rows_ has been read into cells_ up to here
+    std::size_t read_end_ = 0;   // in rows_
+    std::vector<Cell> cells_;    // the row that was read last
 };
 
 }  // namespace qarplatform
