@@ -37,10 +37,13 @@ const CameraSet& CamerasOfThisNode() {
     return cameras;
 }
 
-void ReadStateRow(StateRowMap& out, int busi, int camera, db_layer::CConnect* connect) {
+using PointMap = StateRowMap::mapped_type::mapped_type;
+
+void ReadStateRow(PointMap& points, db_layer::CConnect* connect) {
     const int differ = static_cast<int>(connect->GetInt("differ"));
     const SHistoryTime time = PlainToTime(connect->GetString("state_time"), differ);
-    out[busi][camera][TimeToISO(time)] = static_cast<int>(connect->GetInt("camera_state"));
+    // rows mostly come in the order of their times
+    points.insert_or_assign(points.end(), TimeToISO(time), static_cast<int>(connect->GetInt("camera_state")));
 }
 
 }  // namespace
@@ -92,6 +95,10 @@ bool CDBHistoryData::InitDBHistoryStateInfo(StateRowMap& out, const std::string&
         return true;
     }
     const std::string sql = str_fmt("SELECT * FROM %s ORDER BY  business_type, camera_id, state_time", table.c_str());
+    // of the last row: most rows are of the same camera
+    int last_camera = 0;
+    int last_busi = 0;
+    PointMap* last_points = nullptr;
     return QueryDBInfoList(plugin, sql, [&](db_layer::CConnect* connect) {
         if (connect == nullptr) {
             QAR_LOG(kLogError, kModuleCommon, "[%s]CCameraStateDBSession::GetCameraStateList pRs = nullptr \n[%s(%d)]");
@@ -99,12 +106,19 @@ bool CDBHistoryData::InitDBHistoryStateInfo(StateRowMap& out, const std::string&
         }
         const int camera = static_cast<int>(connect->GetInt("camera_id"));
         const int busi = static_cast<int>(connect->GetInt("business_type"));
+        if (last_points != nullptr && camera == last_camera && busi == last_busi) {
+            ReadStateRow(*last_points, connect);
+            return kNext;
+        }
         if (cameras.find(static_cast<unsigned int>(camera)) == cameras.end()) {
             QAR_LOG(kLogDebug, kModuleCommon, "[%s]Camera not exits current node %d, plugin %s table name %s.[%s(%d)]",
                     camera, plugin.c_str(), table.c_str());
             return kNext;
         }
-        ReadStateRow(out, busi, camera, connect);
+        last_camera = camera;
+        last_busi = busi;
+        last_points = &out[busi][camera];
+        ReadStateRow(*last_points, connect);
         return kNext;
     });
 }
@@ -255,7 +269,7 @@ bool CDBHistoryData::QueryCameraStateByCameraID(StateRowMap& out, const std::str
             return kFail;
         }
         const int camera = static_cast<int>(connect->GetInt("camera_id"));
-        ReadStateRow(out, static_cast<int>(connect->GetInt("business_type")), camera, connect);
+        ReadStateRow(out[static_cast<int>(connect->GetInt("business_type"))][camera], connect);
         return kNext;
     });
     if (!success) {

@@ -112,6 +112,11 @@ bool CHistoryStateMgr::Register(NotifyFunc notify_func, const std::set<int>& bus
             return false;
         }
         BusiTimelines& timelines = map_camera_state_[plugin];
+        // all cameras before all points: what every later search walks through lies close together
+        for (const auto& [busi, cameras] : rows) {
+            auto& of_busi = timelines[busi];
+            for (const auto& entry : cameras) of_busi[entry.first];
+        }
         for (const auto& [busi, cameras] : rows) {
             for (const auto& [camera, times] : cameras) {
                 StateTimeline& timeline = timelines[busi][camera];
@@ -125,8 +130,8 @@ bool CHistoryStateMgr::Register(NotifyFunc notify_func, const std::set<int>& bus
                         continue;
                     }
                     // two rows of one wall clock differ in the offset: the key must repeat the value's
-                    timeline.erase(time);
-                    timeline.emplace(time, SHistoryState(time, state));
+                    if (!timeline.empty() && time <= std::prev(timeline.end())->first) timeline.erase(time);
+                    timeline.emplace_hint(timeline.end(), time, SHistoryState(time, state));
                 }
             }
         }

@@ -31,8 +31,11 @@ bool CHistoryStateMgr::AddHistoryStateInfo(const std::string& plugin, int busi, 
         return false;
     }
     std::lock_guard<std::mutex> lock(state_lock_);
-    if (StateTimeline* timeline = FindTimeline(plugin, busi, camera)) {
-        const auto same_moment = timeline->find(rec);
+    StateTimeline* timeline = FindTimeline(plugin, busi, camera);
+    if (timeline != nullptr && !timeline->empty()) {
+        const auto last = std::prev(timeline->end());
+        // nearly every point is the newest, which needs no search
+        const auto same_moment = last->first < rec ? timeline->end() : timeline->find(rec);
         if (same_moment != timeline->end()) {
             // the first of a second wins, whatever the states
             QAR_LOG(
@@ -41,29 +44,27 @@ bool CHistoryStateMgr::AddHistoryStateInfo(const std::string& plugin, int busi, 
                 plugin.c_str(), busi, camera, iso_time.c_str(), rec.state, same_moment->second.state);
             return true;
         }
-        if (rec.state == kStateInOrder && !timeline->empty()) {
-            const auto last = std::prev(timeline->end());
-            if (last->second.state == kStateInOrder && last->first <= rec) {
-                const int old_state = last->second.state;
-                const std::string old_time = TimeToPlain(last->second);
-                timeline->erase(last);
-                timeline->emplace(rec, rec);
-                if (!ptr_db_history_data_->UpdateDBHistoryStateTime(plugin, busi, camera, old_time, kStateInOrder,
-                                                                    iso_time, table)) {
-                    QAR_LOG(
-                        kLogError, kModuleCommon,
-                        "[%s] update db state time is fail state pu_id = %s, old_time = %s, busi_type = %d, camera_id = %d time = %s, state = %d, old_state = %d[%s(%d)]",
-                        plugin.c_str(), old_time.c_str(), busi, camera, iso_time.c_str(), rec.state, old_state);
-                }
+        if (rec.state == kStateInOrder && last->second.state == kStateInOrder && last->first <= rec) {
+            const int old_state = last->second.state;
+            const std::string old_time = TimeToPlain(last->second);
+            timeline->erase(last);
+            timeline->emplace_hint(timeline->end(), rec, rec);
+            if (!ptr_db_history_data_->UpdateDBHistoryStateTime(plugin, busi, camera, old_time, kStateInOrder, iso_time,
+                                                                table)) {
                 QAR_LOG(
-                    kLogInformation, kModuleCommon,
-                    "[%s]CHistoryStateMgr::AddHistoryStateInfo add history state info update state plugin_id = %s, busi_type = %d, camera_id = %d, time = %s, state = %d[%s(%d)]",
-                    plugin.c_str(), busi, camera, iso_time.c_str(), rec.state);
-                return true;
+                    kLogError, kModuleCommon,
+                    "[%s] update db state time is fail state pu_id = %s, old_time = %s, busi_type = %d, camera_id = %d time = %s, state = %d, old_state = %d[%s(%d)]",
+                    plugin.c_str(), old_time.c_str(), busi, camera, iso_time.c_str(), rec.state, old_state);
             }
+            QAR_LOG(
+                kLogInformation, kModuleCommon,
+                "[%s]CHistoryStateMgr::AddHistoryStateInfo add history state info update state plugin_id = %s, busi_type = %d, camera_id = %d, time = %s, state = %d[%s(%d)]",
+                plugin.c_str(), busi, camera, iso_time.c_str(), rec.state);
+            return true;
         }
     }
-    map_camera_state_[plugin][busi][camera].emplace(rec, rec);
+    if (timeline == nullptr) timeline = &map_camera_state_[plugin][busi][camera];
+    timeline->emplace_hint(timeline->end(), rec, rec);
     if (!ptr_db_history_data_->AddDBHistoryStateInfo(plugin, busi, camera, rec.state, iso_time, table, key_column)) {
         QAR_LOG(
             kLogError, kModuleCommon,
