@@ -14,6 +14,7 @@ LogWriter::LogWriter(LogOutput output, const Limits& limits)
 LogWriter::~LogWriter() { Stop(); }
 
 bool LogWriter::Post(LogEntry& entry) {
+    bool wake = false;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         if (stopped_) return false;
@@ -22,10 +23,13 @@ bool LogWriter::Post(LogEntry& entry) {
             ++lost_;
             return true;
         }
+        wake = waiting_.empty();
+        urgent_ = urgent_ || entry.level >= kLogWarning;
         waiting_bytes_ = bytes;
         waiting_.push_back(std::move(entry));
+        wake = wake || urgent_ || IsHalfFull();
     }
-    changed_.notify_one();
+    if (wake) changed_.notify_one();
     return true;
 }
 
@@ -46,8 +50,10 @@ void LogWriter::Run() {
         {
             std::unique_lock<std::mutex> lock(mutex_);
             changed_.wait(lock, [this] { return stopped_ || !waiting_.empty(); });
+            changed_.wait_for(lock, limits_.gather, [this] { return stopped_ || urgent_ || IsHalfFull(); });
             entries.swap(waiting_);
             waiting_bytes_ = 0;
+            urgent_ = false;
             lost = std::exchange(lost_, 0);
             more = !stopped_;
         }

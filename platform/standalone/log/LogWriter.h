@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
@@ -12,13 +13,16 @@
 namespace qarplatform {
 
 /// Takes entries from any thread and writes them on a thread of its own, so that a slow output holds up nobody. While
-/// the queue is full entries are dropped; one line then tells how many. Nothing is cut.
+/// the queue is full entries are dropped; one line then tells how many. Nothing is cut. Entries wait a moment for others,
+/// as waking the thread for each costs its poster more than the entry; a warning or worse, half a queue and the end cut
+/// that short.
 class LogWriter {
 public:
-    /// How much may wait. A single entry is taken whatever its length when none waits.
+    /// How much may wait, and how long. A single entry is taken whatever its length when none waits.
     struct Limits {
         std::size_t entries = 8192;
         std::size_t bytes = 16 << 20;
+        std::chrono::milliseconds gather{5};
     };
 
     /// Starts the thread. Throws std::system_error when none can be made.
@@ -37,6 +41,7 @@ public:
 
 private:
     void Run();
+    bool IsHalfFull() const { return waiting_.size() > limits_.entries / 2 || waiting_bytes_ > limits_.bytes / 2; }
 
     LogOutput output_;  // of the thread
     const Limits limits_;
@@ -46,6 +51,7 @@ private:
     // guarded by mutex_
     std::deque<LogEntry> waiting_;
     std::size_t waiting_bytes_ = 0;
+    bool urgent_ = false;          // a warning or worse waits
     unsigned long long lost_ = 0;  // since waiting_ was last taken; nothing is queued behind a loss
     bool stopped_ = false;
 

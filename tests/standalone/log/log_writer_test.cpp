@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -41,18 +42,23 @@ protected:
 
     static LogEntry Entry(std::string text) { return {std::chrono::system_clock::now(), 3, "m", std::move(text)}; }
 
-    static bool Post(LogWriter& writer, std::string text) {
+    static bool Post(LogWriter& writer, std::string text, int level = 3) {
         LogEntry entry = Entry(std::move(text));
+        entry.level = level;
         return writer.Post(entry);
+    }
+
+    void WaitForOutput() {
+        struct pollfd ready {
+            reader_, POLLIN, 0
+        };
+        ASSERT_EQ(poll(&ready, 1, -1), 1);
     }
 
     /// Posts a line longer than the pipe and waits until the writer is stuck in it.
     void Stall(LogWriter& writer) {
         ASSERT_TRUE(Post(writer, std::string(1 << 20, 'x')));
-        struct pollfd ready {
-            reader_, POLLIN, 0
-        };
-        ASSERT_EQ(poll(&ready, 1, -1), 1);
+        WaitForOutput();
     }
 
     /// Lets the writer write all, and ends it. @return the lines without date and time, long ones by their length
@@ -72,6 +78,11 @@ protected:
             lines.push_back(line.size() > 1000 ? std::to_string(line.size()) + " characters" : line);
         }
         return lines;
+    }
+
+    /// Gathers for so long that what gets through must have been let through.
+    static LogWriter::Limits Gathering(std::size_t entries, std::size_t bytes) {
+        return {entries, bytes, std::chrono::hours(1)};
     }
 
     static constexpr const char* kFirst = "1048582 characters";  // a mebibyte and "I [m] "
@@ -106,6 +117,39 @@ TEST_F(StalledLogTest, LongLineIsTakenWholeWhenNoneWaits) {
     Stall(*writer);
     EXPECT_TRUE(Post(*writer, std::string(1 << 20, 'x')));
     EXPECT_THAT(Drain(std::move(writer)), ElementsAre(kFirst, kFirst));
+}
+
+TEST_F(StalledLogTest, ASingleLineIsWrittenThoughNoneFollows) {
+    LogWriter writer(std::move(output_), LogWriter::Limits());
+    EXPECT_TRUE(Post(writer, "line"));
+    WaitForOutput();
+}
+
+TEST_F(StalledLogTest, WarningIsWrittenAtOnceWithTheLinesBeforeIt) {
+    auto writer = std::make_unique<LogWriter>(std::move(output_), Gathering(100, 1 << 20));
+    EXPECT_TRUE(Post(*writer, "line"));
+    EXPECT_TRUE(Post(*writer, "warning", 4));
+    WaitForOutput();
+    EXPECT_THAT(Drain(std::move(writer)), ElementsAre("I [m] line", "W [m] warning"));
+}
+
+TEST_F(StalledLogTest, HalfAQueueOfLinesIsWrittenAtOnce) {
+    LogWriter writer(std::move(output_), Gathering(6, 1 << 20));
+    for (int i = 0; i < 4; ++i) EXPECT_TRUE(Post(writer, "line"));
+    WaitForOutput();
+}
+
+TEST_F(StalledLogTest, HalfAQueueOfBytesIsWrittenAtOnce) {
+    LogWriter writer(std::move(output_), Gathering(100, 10));
+    EXPECT_TRUE(Post(writer, "123456"));
+    WaitForOutput();
+}
+
+TEST_F(StalledLogTest, LinesThatAreStillGatheredAreWrittenAtTheEnd) {
+    auto writer = std::make_unique<LogWriter>(std::move(output_), Gathering(100, 1 << 20));
+    EXPECT_TRUE(Post(*writer, "one"));
+    EXPECT_TRUE(Post(*writer, "two"));
+    EXPECT_THAT(Drain(std::move(writer)), ElementsAre("I [m] one", "I [m] two"));
 }
 
 TEST_F(StalledLogTest, StoppedWriterRefuses) {
