@@ -16,7 +16,7 @@ namespace qarplatform {
 /// when it is pointed to another folder: rows may have been copied there without the main file. Threads: any.
 class IdSource {
 public:
-    static constexpr int64_t kBlock = 1000;
+    static constexpr int64_t kBlock = 10000;
 
     explicit IdSource(DatabaseWaits waits) : waits_(waits) {}
 

@@ -467,7 +467,7 @@ TEST_F(DatabaseManagerTest, AResetToAFolderThatCannotBeMadeFailsStatementsUntilI
 
 TEST_F(DatabaseManagerTest, NumbersAreAboveZeroAndUniqueOverThreadsNamesAndManagers) {
     constexpr int kThreads = 8;
-    constexpr int kEach = 2500;
+    constexpr int kEach = 6000;
     DatabaseManager managers[2];
     for (DatabaseManager& manager : managers) {
         ASSERT_TRUE(manager.Open("p", 1, ParamOf(folder_.Path())));
@@ -498,13 +498,13 @@ TEST_F(DatabaseManagerTest, NumbersComeFromTheDatabaseOfTheLastParameters) {
     EXPECT_EQ(manager.GetNextID(""), 1);
     EXPECT_EQ(manager.GetNextID(""), 2);
     ASSERT_TRUE(manager.ResetDBParam("p", ParamOf(folder_ / "b")));
-    EXPECT_EQ(manager.GetNextID(""), 1001) << "rows of the first folder may have been copied to the second";
+    EXPECT_EQ(manager.GetNextID(""), 10001) << "rows of the first folder may have been copied to the second";
     ASSERT_TRUE(manager.ResetDBParam("p", ParamOf(folder_ / "a")));
-    EXPECT_EQ(manager.GetNextID(""), 2001);
+    EXPECT_EQ(manager.GetNextID(""), 20001);
 
     DatabaseManager another;
     ASSERT_TRUE(another.Open("p", 1, ParamOf(folder_ / "b")));
-    EXPECT_EQ(another.GetNextID(""), 2001) << "as that database counts";
+    EXPECT_EQ(another.GetNextID(""), 20001) << "as that database counts";
 }
 
 TEST_F(DatabaseManagerTest, AFurtherPlugInOfTheSameDatabaseKeepsTheBlock) {
