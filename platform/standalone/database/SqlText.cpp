@@ -1,6 +1,7 @@
 #include "standalone/database/SqlText.h"
 
 #include <algorithm>
+#include <charconv>
 #include <vector>
 
 #include "standalone/database/sqlite/Database.h"
@@ -142,6 +143,39 @@ void FindSortTerms(const std::vector<Token>& tokens, TokenIterator& begin, Token
     end = std::find_if(begin, tokens.end(), [](const Token& t) { return IsSign(t, ';') || IsWord(t, "limit"); });
 }
 
+// At most eighteen digits, which fit, and no part of "1.5".
+bool IsWholeNumber(std::string_view sql, const Token& token) {
+    constexpr std::size_t kMostDigits = 18;
+    const auto begin = static_cast<std::size_t>(token.text.data() - sql.data());
+    const std::size_t end = begin + token.text.size();
+    return token.kind == Token::Kind::kWord && token.text.size() <= kMostDigits &&
+           std::all_of(token.text.begin(), token.text.end(), IsDigit) && (begin == 0 || sql[begin - 1] != '.') &&
+           (end == sql.size() || sql[end] != '.');
+}
+
+SqlValue ValueOf(const Token& token) {
+    if (token.kind == Token::Kind::kString) {
+        return UnquotedName(token.text);
+    }
+    int64_t number = 0;
+    std::from_chars(token.text.data(), token.text.data() + token.text.size(), number);
+    return number;
+}
+
+// Whether a text with this token must run as it is: a value may count for more than itself (the number of a sort term,
+// the name of a column), further tables come in, it has parameters of its own, or it goes on behind its first
+// statement.
+bool KeepsValuesIn(const Token& before, const Token& token) {
+    static constexpr std::string_view kWords[] = {"select", "with", "returning", "order", "group", "limit"};
+    static constexpr std::string_view kParameters = "?:@";
+    if (token.kind == Token::Kind::kString) {  // an odd number of quotes: it is not closed
+        return std::count(token.text.begin(), token.text.end(), '\'') % 2 != 0;
+    }
+    return IsAnyWord(token, kWords) || (IsWord(token, "from") && !IsWord(before, "delete")) || token.text[0] == '$' ||
+           (token.kind == Token::Kind::kSign && kParameters.find(token.text[0]) != std::string_view::npos) ||
+           IsSign(before, ';');
+}
+
 }  // namespace
 
 StatementKind KindOfStatement(std::string_view sql) {
@@ -210,6 +244,47 @@ std::string WithCollation(const std::string& sql, const std::string& collation) 
         term = term_end == end ? end : term_end + 1;
     }
     copy_to(sql.data() + sql.size());
+    return result;
+}
+
+std::optional<StatementTemplate> TakeValuesOut(std::string_view sql) {
+    static constexpr std::string_view kFirstWords[] = {"insert", "update", "delete"};
+    static constexpr std::string_view kHeadWords[] = {"insert", "update",  "delete", "into", "from",    "or",
+                                                      "ignore", "replace", "abort",  "fail", "rollback"};
+    constexpr std::size_t kMostCharacters = 1000;
+    constexpr std::size_t kMostValues = 32;
+    if (sql.size() > kMostCharacters) {
+        return std::nullopt;
+    }
+    StatementTemplate result;
+    const char* copied = sql.data();
+    bool in_head = true;
+    bool is_schema = false;
+    Token before;
+    Scanner scanner(sql);
+    for (Token token = scanner.Next(); token.kind != Token::Kind::kEnd; token = scanner.Next()) {
+        if (before.kind == Token::Kind::kEnd && !IsAnyWord(token, kFirstWords)) {
+            return std::nullopt;
+        }
+        const bool is_behind_schema = is_schema;
+        is_schema = in_head && !IsAnyWord(token, kHeadWords);
+        in_head = in_head && !is_schema;
+        if ((is_behind_schema && !IsSign(token, '.')) || KeepsValuesIn(before, token) ||
+            result.values.size() == kMostValues) {
+            return std::nullopt;
+        }
+        if (token.kind == Token::Kind::kString || IsWholeNumber(sql, token)) {
+            result.text.append(copied, token.text.data());
+            result.text += '?';
+            copied = token.text.data() + token.text.size();
+            result.values.push_back(ValueOf(token));
+        }
+        before = token;
+    }
+    if (in_head) {
+        return std::nullopt;
+    }
+    result.text.append(copied, sql.data() + sql.size());
     return result;
 }
 

@@ -1,8 +1,12 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
+#include <variant>
+#include <vector>
 
 namespace qarplatform {
 
@@ -25,6 +29,19 @@ std::set<std::string> QualifyingNames(std::string_view sql);
 /// ORDER BYs inside parentheses (sub-selects, windows). A text without such an ORDER BY comes back unchanged.
 /// @param collation  name of the collation, quoted here
 std::string WithCollation(const std::string& sql, const std::string& collation);
+
+using SqlValue = std::variant<int64_t, std::string>;
+
+/// A statement with "?" in the place of its numbers and strings: many texts differ in these only.
+struct StatementTemplate {
+    std::string text;
+    std::vector<SqlValue> values;  ///< one for each "?"
+};
+
+/// Takes the values out of a single INSERT, UPDATE or DELETE on a table that is named with its schema. If what is left
+/// can be prepared, it does with the values bound what the text does.
+/// @return nullopt for any other text, and for a long one
+std::optional<StatementTemplate> TakeValuesOut(std::string_view sql);
 
 /// @return whether a name is made of ASCII letters, digits and underscores and begins with no digit
 bool IsPlainName(std::string_view name);

@@ -92,7 +92,7 @@ bool SqliteConnect::Run(std::string_view sql, bool keep_rows, const unsigned int
 
 bool SqliteConnect::RunText(std::string_view sql, bool keep_rows) {
     try {
-        return TextRun(database_, schemas_, keep_rows ? &result_ : nullptr).Run(sql, error_);
+        return TextRun(database_, schemas_, statements_, keep_rows ? &result_ : nullptr).Run(sql, error_);
     } catch (const std::bad_alloc&) {
         error_ = "out of memory";
         return false;

@@ -8,6 +8,7 @@
 #include "db_layer/Connect.h"
 #include "standalone/database/ResultTable.h"
 #include "standalone/database/SchemaFiles.h"
+#include "standalone/database/StatementCache.h"
 #include "standalone/database/sqlite/Database.h"
 
 namespace qarplatform {
@@ -44,13 +45,14 @@ public:
     bool IsBroken() const { return broken_; }
 
 private:
-    explicit SqliteConnect(const std::string& folder) : schemas_(database_, folder) {}
+    explicit SqliteConnect(const std::string& folder) : schemas_(database_, folder), statements_(database_) {}
 
     bool Run(std::string_view sql, bool keep_rows, const unsigned int* timeout);
     bool RunText(std::string_view sql, bool keep_rows);
 
     sqlite::Database database_;
     SchemaFiles schemas_;
+    StatementCache statements_;
     ResultTable result_;
     std::string error_;
     bool broken_ = false;

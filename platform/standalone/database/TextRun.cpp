@@ -1,25 +1,61 @@
 #include "standalone/database/TextRun.h"
 
+#include <optional>
+#include <variant>
+
 namespace qarplatform {
 
 using sqlite::Statement;
 
-TextRun::TextRun(sqlite::Database& database, SchemaFiles& schemas, ResultTable* rows)
-    : database_(database), schemas_(schemas), rows_(rows), callers_transaction_(database.InOpenTransaction()) {}
+TextRun::TextRun(sqlite::Database& database, SchemaFiles& schemas, StatementCache& statements, ResultTable* rows)
+    : database_(database),
+      schemas_(schemas),
+      statements_(statements),
+      rows_(rows),
+      callers_transaction_(database.InOpenTransaction()) {}
 
 bool TextRun::Run(std::string_view sql, std::string& error) {
     text_ = left_ = restart_ = sql;
     bool done = sql.find('\0') == std::string_view::npos || Fail("the statement holds a NUL");
-    while (done && KindOfStatement(left_) != StatementKind::kNone) {
-        done = RunNext();
+    if (done && RunPrepared(sql, done)) {
+        error = error_;
+        return done;
+    }
+    for (StatementKind kind{}; done && (kind = KindOfStatement(left_)) != StatementKind::kNone;) {
+        done = RunNext(kind);
     }
     done = done && (!own_transaction_ || database_.Exec("COMMIT") || FailInDatabase());
     error = error_;
     return done;
 }
 
-bool TextRun::RunNext() {
-    const StatementKind kind = KindOfStatement(left_);
+// Preparing takes a third of a short statement's time. Whatever cannot be prepared so, for want of a schema that is not
+// attached yet for example, runs as it is.
+// @return whether the text was run
+bool TextRun::RunPrepared(std::string_view sql, bool& done) {
+    const auto statement_template = rows_ ? std::nullopt : TakeValuesOut(sql);
+    Statement* statement = statement_template ? statements_.Find(statement_template->text) : nullptr;
+    if (!statement) {
+        return false;
+    }
+    int parameter = 0;
+    for (const SqlValue& value : statement_template->values) {
+        ++parameter;
+        const auto* text = std::get_if<std::string>(&value);
+        if (!(text ? statement->BindText(parameter, *text) : statement->BindInt(parameter, std::get<int64_t>(value)))) {
+            return false;
+        }
+    }
+    done = statement->Run();
+    if (!done) {
+        database_.NoteError();
+        FailInDatabase();
+    }
+    statement->Reset();
+    return true;
+}
+
+bool TextRun::RunNext(StatementKind kind) {
     if (kind == StatementKind::kAttach) {
         return Fail("ATTACH and DETACH are refused: a schema is attached when a statement names it");
     }

@@ -6,6 +6,7 @@
 #include "standalone/database/ResultTable.h"
 #include "standalone/database/SchemaFiles.h"
 #include "standalone/database/SqlText.h"
+#include "standalone/database/StatementCache.h"
 #include "standalone/database/sqlite/Database.h"
 
 namespace qarplatform {
@@ -17,13 +18,14 @@ namespace qarplatform {
 class TextRun {
 public:
     /// @param rows  gets the result of the last statement that has columns; null: rows are passed over
-    TextRun(sqlite::Database& database, SchemaFiles& schemas, ResultTable* rows);
+    TextRun(sqlite::Database& database, SchemaFiles& schemas, StatementCache& statements, ResultTable* rows);
 
     /// @return false on failure, with a text
     bool Run(std::string_view sql, std::string& error);
 
 private:
-    bool RunNext();
+    bool RunPrepared(std::string_view sql, bool& done);
+    bool RunNext(StatementKind kind);
     bool IsFirstOfSeveral(StatementKind kind, std::string_view rest) const;
     bool Begin();
     bool Step(sqlite::Statement& statement);
@@ -35,6 +37,7 @@ private:
 
     sqlite::Database& database_;
     SchemaFiles& schemas_;
+    StatementCache& statements_;
     ResultTable* const rows_;
     const bool callers_transaction_;
     bool own_transaction_ = false;

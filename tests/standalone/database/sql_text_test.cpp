@@ -12,7 +12,9 @@ namespace {
 using qarplatform::IsPlainName;
 using qarplatform::KindOfStatement;
 using qarplatform::QualifyingNames;
+using qarplatform::SqlValue;
 using qarplatform::StatementKind;
+using qarplatform::TakeValuesOut;
 using qarplatform::UnquotedName;
 using qarplatform::WithCollation;
 using testing::ElementsAre;
@@ -123,6 +125,50 @@ TEST(SqlTextTest, QuotesOfNamesAreTakenAway) {
     EXPECT_EQ(UnquotedName("[a]"), "a");
     EXPECT_EQ(UnquotedName("\""), "\"");
     EXPECT_EQ(UnquotedName(""), "");
+}
+
+TEST(SqlTextTest, NumbersAndStringsAreTakenOutOfAChangeInTheirOrder) {
+    const auto result = TakeValuesOut("UPDATE s.t SET a = 'it''s' WHERE b = -12 AND c=''and d < 7.5 AND e = 007;");
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->text, "UPDATE s.t SET a = ? WHERE b = -? AND c=?and d < 7.5 AND e = ?;");
+    EXPECT_THAT(result->values,
+                ElementsAre(SqlValue("it's"), SqlValue(int64_t{12}), SqlValue(""), SqlValue(int64_t{7})));
+}
+
+TEST(SqlTextTest, ValuesThatAreNoShortWholeNumbersStay) {
+    const auto result = TakeValuesOut(
+        "INSERT INTO \"s\".t VALUES(1.5, .5, 5., 1e2, 0x1F, 1234567890123456789, 123456789012345678, NULL, \"9\", a1)");
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->text,
+              "INSERT INTO \"s\".t VALUES(1.5, .5, 5., 1e2, 0x1F, 1234567890123456789, ?, NULL, \"9\", a1)");
+    EXPECT_THAT(result->values, ElementsAre(SqlValue(int64_t{123456789012345678})));
+}
+
+TEST(SqlTextTest, FromOtherTextsNoValuesAreTaken) {
+    for (const char* text : {"",
+                             "SELECT 1 FROM s.t",
+                             "CREATE TABLE s.t(a DEFAULT 1)",
+                             "BEGIN",
+                             "DELETE FROM t WHERE a = 1",
+                             "DELETE FROM t WHERE t.a = 1",
+                             "UPDATE t SET a = 1",
+                             "INSERT INTO t VALUES(1)",
+                             "INSERT INTO s.t SELECT 1",
+                             "INSERT INTO s.t VALUES(1) RETURNING 1",
+                             "UPDATE s.t SET a = 1 FROM u",
+                             "DELETE FROM s.t WHERE a = 1 ORDER BY 1 LIMIT 1",
+                             "DELETE FROM s.t WHERE a = 1; DELETE FROM s.t",
+                             "DELETE FROM s.t WHERE a = 1;;",
+                             "UPDATE s.t SET a = ?",
+                             "UPDATE s.t SET a = ?1",
+                             "UPDATE s.t SET a = :a",
+                             "UPDATE s.t SET a = @a",
+                             "UPDATE s.t SET a = $a",
+                             "UPDATE s.t SET a = 'open",
+                             "UPDATE s.t SET a = 'open''"}) {
+        EXPECT_FALSE(TakeValuesOut(text)) << text;
+    }
+    EXPECT_FALSE(TakeValuesOut("UPDATE s.t SET a = '" + std::string(1000, 'x') + "'"));
 }
 
 }  // namespace
