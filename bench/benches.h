@@ -8,11 +8,18 @@
 
 namespace bench {
 
-/// A point moved and a point added through the library's history store.
+/// The table read at a registration, and the memory that it takes.
+std::vector<Comparison> Registration(const Options& options, HistoryTables& tables);
+
+/// A point moved and a point added, as a plug-in does it.
 std::vector<Comparison> TimelineChange(const Options& options, HistoryTables& tables);
 
-/// The table read at a registration, and the half-hourly check over all cameras, each guarded and online.
-std::vector<Comparison> Sweep(const Options& options, HistoryTables& tables);
+/// The half-hourly check and the hourly expiry over all time lines, each camera guarded and online, and how long a
+/// plug-in's call takes meanwhile.
+std::vector<Comparison> Sweeps(const Options& options, HistoryTables& tables);
+
+/// The exception ranges of all cameras of a business type.
+std::vector<Comparison> Ranges(const Options& options);
 
 /// A change message from its post to the end of the subscriber's callback.
 std::vector<Comparison> ChangeMessage(const Options& options);

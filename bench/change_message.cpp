@@ -19,6 +19,7 @@ namespace {
 
 constexpr char kTopic[] = "bench_topic";
 constexpr int kType = 3;
+constexpr int kSource = 1001;
 constexpr int kMostUnderWay = 1000;  // posted and not yet handled
 
 std::string TextOf(int id) {
@@ -50,19 +51,23 @@ private:
     int under_way_ = 0;
 };
 
-/// A queue, a thread, one copy of the text and one parse: the least that a message to another thread costs.
+using Message = std::shared_ptr<qar::CBusMsgCommon>;
+
+Message MessageOf(int id) { return std::make_shared<qar::CBusMsgCommon>(kType, kSource, id, TextOf(id), nullptr, 0); }
+
+/// A queue, a thread and one parse: the least that the same object costs on its way to another thread.
 class RawQueue {
 public:
     explicit RawQueue(Window& window) : window_(window), thread_([this] { Run(); }) {}
     ~RawQueue() {
-        Post(std::string());
+        Post(nullptr);
         thread_.join();
     }
 
-    void Post(std::string text) {
+    void Post(Message message) {
         {
             const std::lock_guard<std::mutex> lock(mutex_);
-            texts_.push_back(std::move(text));
+            messages_.push_back(std::move(message));
         }
         came_.notify_one();
     }
@@ -70,18 +75,18 @@ public:
 private:
     void Run() {
         for (;;) {
-            std::string text;
+            Message message;
             {
                 std::unique_lock<std::mutex> lock(mutex_);
-                came_.wait(lock, [&] { return !texts_.empty(); });
-                text = std::move(texts_.front());
-                texts_.pop_front();
+                came_.wait(lock, [&] { return !messages_.empty(); });
+                message = std::move(messages_.front());
+                messages_.pop_front();
             }
-            if (text.empty()) {
+            if (!message) {
                 return;
             }
             rapidjson::Document document;
-            document.Parse<rapidjson::kParseIterativeFlag>(text.c_str());
+            document.Parse<rapidjson::kParseIterativeFlag>(message->GetJsonTxt().c_str());
             Require(document.IsObject() && document["ChangeType"].GetInt() == kType, "the message is whole");
             window_.Handled();
         }
@@ -90,7 +95,7 @@ private:
     Window& window_;
     std::mutex mutex_;
     std::condition_variable came_;
-    std::deque<std::string> texts_;
+    std::deque<Message> messages_;
     std::thread thread_;
 };
 
@@ -103,31 +108,33 @@ std::vector<Comparison> ChangeMessage(const Options& options) {
     Require(bus->SubscribeChangeMsg(
                 kTopic, {},
                 [window](const std::string&, std::shared_ptr<qar::IBusMsg> msg) {
-                    Require(msg->Type() == kType && msg->SourceType() == 1001, "the message is whole");
+                    Require(msg->Type() == kType && msg->SourceType() == kSource, "the message is whole");
                     window->Handled();
                 },
                 kPlugin),
             "subscribe");
     RawQueue raw(*window);
-    const Comparison comparison = Compare(
-        "change message: posted, parsed, handled", "queue, thread, one RapidJSON parse", options.rounds,
-        options.messages,
-        [&] {
-            for (int i = 0; i < options.messages; ++i) {
-                window->WaitForRoom();
-                raw.Post(TextOf(i));
-            }
-            window->WaitForAll();
-        },
-        [&] {
-            for (int i = 0; i < options.messages; ++i) {
-                window->WaitForRoom();
-                Require(bus->PostChangeMsg(std::make_shared<qar::CBusMsgCommon>(kType, 1001, i, TextOf(i), nullptr, 0),
-                                           kTopic),
-                        "post");
-            }
-            window->WaitForAll();
-        });
+    Work work;
+    work.name = "change message: posted, parsed, handled";
+    work.raw_name = "the same object, a queue, a thread, a parse";
+    work.limit = 2;
+    work.operations = options.messages;
+    work.rounds = options.rounds * kShortRounds;
+    work.raw = [&] {
+        for (int i = 0; i < options.messages; ++i) {
+            window->WaitForRoom();
+            raw.Post(MessageOf(i));
+        }
+        window->WaitForAll();
+    };
+    work.ours = [&] {
+        for (int i = 0; i < options.messages; ++i) {
+            window->WaitForRoom();
+            Require(bus->PostChangeMsg(MessageOf(i), kTopic), "post");
+        }
+        window->WaitForAll();
+    };
+    const Comparison comparison = Compare(work);
     bus->UnsubscribeChangeMsg(kTopic, kPlugin);
     return {comparison};
 }

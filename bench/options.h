@@ -6,12 +6,14 @@ namespace bench {
 
 struct Options {
     int cameras = 10000;
-    int rows = 100000;     ///< of the history table, spread evenly over the cameras
-    int rounds = 7;        ///< each round measures raw and ours once, in turn; the best counts
-    int changes = 1000;    ///< timeline changes of a round
+    int rows = 600000;     ///< of the history table, spread evenly over the cameras and business types
+    int rounds = 5;        ///< of what goes over the whole table; shorter work has kShortRounds times as many
+    int changes = 1000;    ///< time line changes of a round
     int messages = 20000;  ///< change messages of a round
-    int log_level = 3;     ///< 2 debug … 6 critical; the log goes to a file
+    std::string only;      ///< the one part to run; "" for all
     std::string folder;    ///< of the databases and the log
 };
+
+inline constexpr int kShortRounds = 8;
 
 }  // namespace bench

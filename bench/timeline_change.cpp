@@ -2,7 +2,9 @@
 #include <vector>
 
 #include "bench/benches.h"
-#include "qarcommonbiz/DBHistoryDataImpl.h"
+#include "bench/site.h"
+#include "bench/statements.h"
+#include "qarcommonbiz/HistoryDataMgrImpl.h"
 
 namespace bench {
 
@@ -10,83 +12,89 @@ namespace {
 
 constexpr int kInOrder = 2;
 constexpr int kContact = 1;
-constexpr int kStride = 7919;  // a prime: cameras come in no order of theirs
 
-std::string MoveText(int camera, int from, int to) {
-    return std::string("UPDATE ") + kTable + " SET state_time = '" + PlainTime(to) +
-           "' WHERE camera_id = " + std::to_string(camera) + " AND business_type = " + std::to_string(kBusiType) +
-           " and state_time = '" + PlainTime(from) + "' and camera_state = " + std::to_string(kInOrder);
-}
-
-std::string AddText(long long id, int camera, int moment) {
-    return std::string("INSERT INTO ") + kTable + "(" + kKeyColumn +
-           ", camera_id, camera_state, state_time, state_utc_time, business_type, bi_type, differ) values(" +
-           std::to_string(id) + ", " + std::to_string(camera) + ", " + std::to_string(kContact) + ", '" +
-           PlainTime(moment) + "', '" + PlainTime(moment) + "', " + std::to_string(kBusiType) + ", " +
-           std::to_string(kBusiType) + ", 0)";
-}
-
-/// The change number `n` of one side: which camera, and which moment it has by then.
-struct Changes {
-    const Options& options;
-    int first_moment;
-    int done = 0;
-
-    int Camera(int n) const {
-        return kFirstCamera + static_cast<int>(static_cast<long long>(n) * kStride % options.cameras);
-    }
-    int Moment(int n) const { return first_moment + n / options.cameras; }
+/// A change as either side does it.
+struct Change {
+    std::string sql;
+    std::string iso_time;
+    Line line;
 };
+
+/// Change number `n` takes the next time line, each time round a second later than `first_moment`.
+int MomentOf(const Options& options, int first_moment, int n) {
+    return first_moment + n / (options.cameras * kBusiTypes);
+}
 
 }  // namespace
 
 std::vector<Comparison> TimelineChange(const Options& options, HistoryTables& tables) {
-    qar::CDBHistoryData store;
+    const auto ignore = [](std::map<int, std::vector<qar::SStateRange>>&, int) {};
+    qar::CHistoryStateMgr manager;
+    Require(manager.Register(ignore, {1, 2, 3, 4}, kPlugin, kTable, kKeyColumn), "register");
+
+    std::vector<Change> changes;  // of a round
+    int state = 0;
+    bool written = false;
+    Work work;
+    work.operations = options.changes;
+    work.rounds = options.rounds * kShortRounds;
+    work.raw = [&] {
+        for (const Change& change : changes) {
+            tables.Raw().Execute(change.sql);
+        }
+    };
+    work.ours = [&] {
+        for (const Change& change : changes) {
+            Require(manager.AddCameraState(kPlugin, state, change.iso_time, change.line.busi, change.line.camera),
+                    "add");
+        }
+        if (written) {
+            WriteLogLines(options, true);  // the lines are in the file when this returns
+        }
+    };
+
+    const int last = tables.PointsOfLine() - 1;
+    int moves = 0;
+    const auto prepare_moves = [&] {
+        changes.clear();
+        for (int i = 0; i < options.changes; ++i, ++moves) {
+            const Line line = LineAt(options, moves);
+            const int moment = MomentOf(options, last, moves);
+            changes.push_back({MoveText(line, PlainTime(moment), PlainTime(moment + 1)), IsoTime(moment + 1), line});
+        }
+    };
+    int adds = 0;
+    const auto prepare_adds = [&] {
+        changes.clear();
+        for (int i = 0; i < options.changes; ++i, ++adds) {
+            const Line line = LineAt(options, adds);
+            const int moment = MomentOf(options, last + 10000, adds);
+            changes.push_back({AddText(1 + adds, line, kContact, PlainTime(moment)), IsoTime(moment), line});
+        }
+    };
+
     std::vector<Comparison> comparisons;
-    const int last = tables.PointsOfCamera() - 1;
-
-    Changes raw_moves{options, last};
-    Changes our_moves{options, last};
-    comparisons.push_back(Compare(
-        "timeline change: a point moved", "sqlite3_exec of the same UPDATE", options.rounds, options.changes,
-        [&] {
-            for (int i = 0; i < options.changes; ++i, ++raw_moves.done) {
-                const int moment = raw_moves.Moment(raw_moves.done);
-                tables.Raw().Execute(MoveText(raw_moves.Camera(raw_moves.done), moment, moment + 1));
-            }
-        },
-        [&] {
-            for (int i = 0; i < options.changes; ++i, ++our_moves.done) {
-                const int moment = our_moves.Moment(our_moves.done);
-                Require(store.UpdateDBHistoryStateTime(kPlugin, kBusiType, our_moves.Camera(our_moves.done),
-                                                       PlainTime(moment), kInOrder, IsoTime(moment + 1), kTable),
-                        "move a point");
-            }
-        }));
-    Require(tables.Raw().Number(std::string("SELECT count(*) FROM ") + kTable + " WHERE state_time > '" +
-                                PlainTime(last) + "'") > 0,
-            "points have moved");
-    tables.RequireEqual();
-
-    const int new_moment = last + 1000;
-    Changes raw_adds{options, new_moment};
-    Changes our_adds{options, new_moment};
-    comparisons.push_back(Compare(
-        "timeline change: a point added", "sqlite3_exec of the same INSERT", options.rounds, options.changes,
-        [&] {
-            for (int i = 0; i < options.changes; ++i, ++raw_adds.done) {
-                tables.Raw().Execute(
-                    AddText(1 + raw_adds.done, raw_adds.Camera(raw_adds.done), raw_adds.Moment(raw_adds.done)));
-            }
-        },
-        [&] {
-            for (int i = 0; i < options.changes; ++i, ++our_adds.done) {
-                Require(store.AddDBHistoryStateInfo(kPlugin, kBusiType, our_adds.Camera(our_adds.done), kContact,
-                                                    IsoTime(our_adds.Moment(our_adds.done)), kTable, kKeyColumn),
-                        "add a point");
-            }
-        }));
-    tables.RequireEqual();
+    const auto compare = [&](const std::string& name) {
+        for (const bool lines : {false, true}) {
+            written = lines;
+            WriteLogLines(options, written);
+            work.name = name + (written ? ", lines written" : ", sink filtering");
+            work.limit = written ? 1.3 : 1.15;
+            comparisons.push_back(Compare(work));
+            tables.RequireEqual();
+        }
+    };
+    // all moves before all points of state 1, which would not be moved
+    state = kInOrder;
+    work.raw_name = "sqlite3_exec of the same UPDATE";
+    work.prepare = prepare_moves;
+    compare("time line: a point moved");
+    state = kContact;
+    work.raw_name = "sqlite3_exec of the same INSERT";
+    work.prepare = prepare_adds;
+    compare("time line: a point added");
+    Require(tables.Raw().Number(std::string("SELECT count(*) FROM ") + kTable + " WHERE camera_state = 1") == adds,
+            "every point was added");
     return comparisons;
 }
 

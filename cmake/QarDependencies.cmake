@@ -11,4 +11,3 @@ pkg_check_modules(tomlplusplus REQUIRED IMPORTED_TARGET GLOBAL tomlplusplus)
 pkg_check_modules(rapidjson REQUIRED IMPORTED_TARGET GLOBAL RapidJSON)
 
 find_package(GTest REQUIRED)
-find_package(benchmark REQUIRED)
