@@ -7,8 +7,9 @@ gates=tests/contract
 out=$PWD/build/check
 prefix=$out/prefix
 
-steps=(gcc format headers symbols abi install negative stack clang tidy asan-ubsan tsan)
-named_only=(mutation)  # too long for every run
+steps=(gcc format headers symbols abi install negative stack model clang tidy asan-ubsan tsan)
+# Proofs that take from three minutes to half an hour each; ctest runs short forms of them all but the first.
+named_only=(mutation kill stop threads soak devices)
 
 # --- the steps -------------------------------------------------------------------------------------------------------
 
@@ -31,12 +32,29 @@ step_clang() { cmake --preset asan-ubsan && cmake --build --preset asan-ubsan; }
 step_tidy() { $gates/tidy.sh; }
 step_asan-ubsan() { preset asan-ubsan; }
 step_tsan() { preset tsan; }
+step_model() { built && QAR_SEQUENCES=100000 ctest --preset dev -j "$(nproc)" -R '^model_tests'; }
+
 step_mutation() { tests/mutation/run.py; }
+step_kill() { built && QAR_KILLS=200 build/dev/bin/kill_tests --gtest_filter='KillLoopTest.Answered*'; }
+step_stop() {
+    step_clang && QAR_STOPS=200 ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1 \
+        UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+        build/asan-ubsan/bin/kill_tests --gtest_filter='StopLoopTest.*'
+}
+step_threads() {
+    cmake --preset tsan && cmake --build --preset tsan --target unit_tests &&
+        QAR_THREAD_SECONDS=180 TSAN_OPTIONS=halt_on_error=1 build/tsan/bin/unit_tests --gtest_filter='HistoryStress*'
+}
+step_soak() { built && QAR_SOAK_CAMERAS=1000 QAR_SOAK_DAYS=30 build/dev/bin/soak_tests --gtest_filter='SoakTest.*'; }
+step_devices() {
+    built && QAR_DEVICES=10000 build/dev/bin/device_load_tests --gtest_filter='ProbeEngineLoad*' &&
+        QAR_DEVICES=10000 build/dev/bin/device_load_tests --gtest_filter='HostLoad*'
+}
 
 # --- running them ----------------------------------------------------------------------------------------------------
 
 if [[ ${1:-} == --list ]]; then
-    printf '%s\n' "${steps[@]}"
+    printf '%s\n' "${steps[@]}" "${named_only[@]/%/ (only when named)}"
     exit
 fi
 wanted=("$@")
