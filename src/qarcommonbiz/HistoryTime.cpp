@@ -37,20 +37,23 @@ void SkipSpaces(const char*& at) {
 }
 
 // "%d" of scanf. A number beyond 64 bits is the last of them, and of one beyond 32 bits the lower half counts.
-bool ReadNumber(const char*& at, int32_t& number) {
+bool ReadNumber(const char*& text, int32_t& number) {
+    const char* at = text;
     SkipSpaces(at);
     const bool negative = *at == '-';
     if (*at == '-' || *at == '+') ++at;
     if (!IsDigit(*at)) return false;
     int64_t value = 0;
+    for (const char* const safe_end = at + 9; at < safe_end && IsDigit(*at); ++at) value = value * 10 + (*at - '0');
     bool beyond = false;
     for (; IsDigit(*at); ++at) {
-        const int digit = *at - '0';
-        beyond = beyond || __builtin_mul_overflow(value, 10, &value) || __builtin_add_overflow(value, digit, &value);
+        beyond =
+            beyond || __builtin_mul_overflow(value, 10, &value) || __builtin_add_overflow(value, *at - '0', &value);
     }
     if (beyond) value = std::numeric_limits<int64_t>::max();
     if (negative) value = beyond ? std::numeric_limits<int64_t>::min() : -value;
     number = static_cast<int32_t>(value);
+    text = at;
     return true;
 }
 
@@ -110,7 +113,10 @@ std::string DateAndTime(const SHistoryTime& time, char separator) {
     at = WriteNumber(at, time.minute, 2);
     *at++ = ':';
     at = WriteNumber(at, time.second, 2);
-    return std::string(text, at);
+    std::string result;
+    result.reserve(32);  // with an offset behind it
+    result.assign(text, at);
+    return result;
 }
 
 void StepForward(SHistoryTime& time) {

@@ -44,16 +44,20 @@ void ResultTable::Begin(const sqlite::Statement& statement) {
 
 void ResultTable::AddRow(const sqlite::Statement& statement) {
     for (int i = 0; i < static_cast<int>(columns_.size()); ++i) {
-        const Kind kind = KindOf(statement.ColumnType(i));
-        Append(kind);
-        if (kind == Kind::kInt || kind == Kind::kReal) {
-            Append(statement.Int(i));
+        sqlite3_value* const value = statement.Value(i);
+        Cell cell;
+        cell.kind = KindOf(sqlite3_value_type(value));
+        std::string_view text;
+        if (cell.kind == Kind::kInt || cell.kind == Kind::kReal) {
+            cell.number = sqlite3_value_int64(value);
         }
-        if (kind == Kind::kReal || kind == Kind::kText) {
-            const std::string_view text = statement.TextView(i);
-            Append(static_cast<uint32_t>(text.size()));
-            rows_.append(text);
+        if (cell.kind == Kind::kReal || cell.kind == Kind::kText) {
+            const auto* begin = reinterpret_cast<const char*>(sqlite3_value_text(value));
+            cell.text_size = begin ? static_cast<uint32_t>(sqlite3_value_bytes(value)) : 0;
+            text = std::string_view(begin, cell.text_size);
         }
+        rows_.append(reinterpret_cast<const char*>(&cell), sizeof cell);
+        rows_.append(text);
     }
     ++row_count_;
 }
@@ -67,64 +71,47 @@ void ResultTable::Next() {
 }
 
 int64_t ResultTable::GetInt(std::string_view column) {
-    const Cell* cell = Find(column);
-    if (!cell) {
-        return 0;
-    }
-    return cell->kind == Kind::kText ? WholeNumber(TextOf(*cell)) : cell->number;
+    std::string_view text;
+    const Cell cell = Find(column, text);
+    return cell.kind == Kind::kText ? WholeNumber(text) : cell.number;
 }
 
 std::string ResultTable::GetString(std::string_view column) {
-    const Cell* cell = Find(column);
-    if (!cell) {
-        return std::string();
-    }
-    return cell->kind == Kind::kInt ? std::to_string(cell->number) : std::string(TextOf(*cell));
+    std::string_view text;
+    const Cell cell = Find(column, text);
+    return cell.kind == Kind::kInt ? std::to_string(cell.number) : std::string(text);
 }
 
-template <typename Number>
-void ResultTable::Append(Number number) {
-    rows_.append(reinterpret_cast<const char*>(&number), sizeof number);
-}
-
-template <typename Number>
-Number ResultTable::Take() {
-    Number number;
-    std::memcpy(&number, &rows_[read_end_], sizeof number);
-    read_end_ += sizeof number;
-    return number;
+ResultTable::Cell ResultTable::CellAt(std::size_t place) const {
+    Cell cell;
+    std::memcpy(&cell, &rows_[place], sizeof cell);
+    return cell;
 }
 
 void ResultTable::ReadRow() {
-    for (Cell& cell : cells_) {
-        cell = Cell();
-        cell.kind = Take<Kind>();
-        if (cell.kind == Kind::kInt || cell.kind == Kind::kReal) {
-            cell.number = Take<int64_t>();
-        }
-        if (cell.kind == Kind::kReal || cell.kind == Kind::kText) {
-            cell.text_size = Take<uint32_t>();
-            cell.text_begin = read_end_;
-            read_end_ += cell.text_size;
-        }
+    for (std::size_t& cell : cells_) {
+        cell = read_end_;
+        read_end_ += sizeof(Cell) + CellAt(cell).text_size;
     }
     ++read_rows_;
 }
 
-const ResultTable::Cell* ResultTable::Find(std::string_view column) {
+// A cell of NULL when there is none.
+ResultTable::Cell ResultTable::Find(std::string_view column, std::string_view& text) {
     if (AtEnd()) {
-        return nullptr;
+        return Cell();
     }
     while (read_rows_ <= row_) {
         ReadRow();
     }
-    const auto found =
-        std::find_if(columns_.begin(), columns_.end(), [&](const std::string& name) { return SameName(name, column); });
-    return found == columns_.end() ? nullptr : &cells_[static_cast<std::size_t>(found - columns_.begin())];
-}
-
-std::string_view ResultTable::TextOf(const Cell& cell) const {
-    return std::string_view(rows_).substr(cell.text_begin, cell.text_size);
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+        if (columns_[i].size() == column.size() && (columns_[i] == column || SameName(columns_[i], column))) {
+            const Cell cell = CellAt(cells_[i]);
+            text = std::string_view(rows_).substr(cells_[i] + sizeof(Cell), cell.text_size);
+            return cell;
+        }
+    }
+    return Cell();
 }
 
 }  // namespace qarplatform

@@ -33,31 +33,25 @@ public:
 private:
     enum class Kind : char { kNull, kInt, kReal, kText };
 
-    // A cell lies in `rows_` as its kind, then its number unless it is a text, cut to an integer if need be, then its
-    // text unless it is an integer, with the size before it.
+    // What lies in `rows_` before a value's text. A floating-point number has both: cut to an integer, and as text.
     struct Cell {
-        Kind kind = Kind::kNull;
         int64_t number = 0;
-        std::size_t text_begin = 0;  // in rows_
-        std::size_t text_size = 0;
+        uint32_t text_size = 0;
+        Kind kind = Kind::kNull;
     };
 
     static Kind KindOf(int type);
-    template <typename Number>
-    void Append(Number number);
-    template <typename Number>
-    Number Take();
+    Cell CellAt(std::size_t place) const;
     void ReadRow();
-    const Cell* Find(std::string_view column);
-    std::string_view TextOf(const Cell& cell) const;
+    Cell Find(std::string_view column, std::string_view& text);
 
     std::vector<std::string> columns_;
     std::string rows_;
     std::size_t row_count_ = 0;
     std::size_t row_ = 0;
-    std::size_t read_rows_ = 0;  // rows_ has been read into cells_ up to here
-    std::size_t read_end_ = 0;   // in rows_
-    std::vector<Cell> cells_;    // the row that was read last
+    std::size_t read_rows_ = 0;       // rows_ has been read into cells_ up to here
+    std::size_t read_end_ = 0;        // in rows_
+    std::vector<std::size_t> cells_;  // where those of the row that was read last begin
 };
 
 }  // namespace qarplatform

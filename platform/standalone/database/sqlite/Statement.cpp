@@ -70,4 +70,6 @@ std::string_view Statement::TextView(int column) const {
                 : std::string_view();
 }
 
+sqlite3_value* Statement::Value(int column) const { return sqlite3_column_value(statement_, column); }
+
 }  // namespace qarplatform::sqlite

@@ -5,6 +5,7 @@
 #include <string_view>
 
 struct sqlite3_stmt;
+struct sqlite3_value;
 
 namespace qarplatform::sqlite {
 
@@ -47,6 +48,8 @@ public:
     double Real(int column) const;
     /// @return the value as text, "" for NULL; a view that ends with the next call on this column or statement
     std::string_view TextView(int column) const;
+    /// The value itself, for one who reads much of it; ends with the next call on this statement.
+    sqlite3_value* Value(int column) const;
     std::string Text(int column) const { return std::string(TextView(column)); }
 
 private:
