@@ -13,9 +13,9 @@
 namespace qarplatform {
 
 /// Takes entries from any thread and writes them on a thread of its own, so that a slow output holds up nobody. While
-/// the queue is full entries are dropped; one line then tells how many. Nothing is cut. Entries wait a moment for others,
-/// as waking the thread for each costs its poster more than the entry; a warning or worse, half a queue and the end cut
-/// that short.
+/// the queue is full entries are dropped; one line then tells how many. Nothing is cut. Entries wait a moment for
+/// others, as waking the thread for each costs its poster more than the entry; a warning or worse, half a queue and the
+/// end cut that short.
 class LogWriter {
 public:
     /// How much may wait, and how long. A single entry is taken whatever its length when none waits.
