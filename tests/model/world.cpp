@@ -26,7 +26,7 @@ std::optional<int64_t> Read(const std::string& text, char between) {
         return std::nullopt;
     }
     int64_t wall = Digits(text, 0, 4);
-    for (const size_t place : {5, 8, 11, 14, 17}) {
+    for (const size_t place : {5U, 8U, 11U, 14U, 17U}) {
         const int field = Digits(text, place, 2);
         if (wall < 0 || field < 0) return std::nullopt;
         wall = wall * 100 + field;
@@ -40,7 +40,7 @@ Moment Moment::FromSeconds(int64_t seconds, int64_t offset) {
     const auto day = std::chrono::floor<days>(std::chrono::sys_seconds(std::chrono::seconds(seconds)));
     const std::chrono::year_month_day date(day);
     const int64_t second = seconds - day.time_since_epoch().count() * int64_t{86400};
-    const int64_t digits = int{date.year()} * 10000 + unsigned{date.month()} * 100 + unsigned{date.day()};
+    const int64_t digits = int64_t{int{date.year()}} * 10000 + unsigned{date.month()} * 100 + unsigned{date.day()};
     return {digits * 1000000 + second / 3600 * 10000 + second / 60 % 60 * 100 + second % 60, offset};
 }
 
@@ -56,9 +56,9 @@ int64_t Moment::Seconds() const {
 std::string Moment::Plain() const {
     std::string text = std::to_string(wall);
     if (text.size() < 14) text.insert(0, 14 - text.size(), '0');
-    for (const size_t place : {4, 7}) text.insert(place, 1, '-');
+    for (const size_t place : {4U, 7U}) text.insert(place, 1, '-');
     text.insert(10, 1, ' ');
-    for (const size_t place : {13, 16}) text.insert(place, 1, ':');
+    for (const size_t place : {13U, 16U}) text.insert(place, 1, ':');
     return text;
 }
 
