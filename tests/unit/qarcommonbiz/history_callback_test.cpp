@@ -123,9 +123,9 @@ TEST_P(CallbackRoadTest, RunsOnTheThreadOfTheCareCallOrOnAWorker) {
 
 TEST_P(CallbackRoadTest, MayAskForTheRangesAlsoWhileAnotherThreadWaitsToRegister) {
     std::vector<std::string> asked;
+    std::atomic<bool> registered{false};
     ThreadWatch others;
     Prepare([&](RangeMap& ranges, int busi) {
-        std::atomic<bool> registered{false};
         others.Start("other", [&](ThreadWatch::Place& place) {
             place.Doing("Register");
             EXPECT_TRUE(manager.Register([](auto&, int) {}, {1}, "other", kTable, "id"));
