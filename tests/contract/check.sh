@@ -45,7 +45,9 @@ step_threads() {
     cmake --preset tsan && cmake --build --preset tsan --target unit_tests &&
         QAR_THREAD_SECONDS=180 TSAN_OPTIONS=halt_on_error=1 build/tsan/bin/unit_tests --gtest_filter='HistoryStress*'
 }
-step_soak() { built && QAR_SOAK_CAMERAS=1000 QAR_SOAK_DAYS=30 build/dev/bin/soak_tests --gtest_filter='SoakTest.*'; }
+step_soak() {
+    built && QAR_SOAK_CAMERAS=1000 QAR_SOAK_DAYS=30 QAR_SOAK_SCALE=1500 build/dev/bin/soak_tests --gtest_filter='SoakTest.*'
+}
 step_devices() {
     built && QAR_DEVICES=10000 build/dev/bin/device_load_tests --gtest_filter='ProbeEngineLoad*' &&
         QAR_DEVICES=10000 build/dev/bin/device_load_tests --gtest_filter='HostLoad*'
