@@ -29,6 +29,17 @@ protected:
         TellAndDelete(backfill_, begin_s, end_s);
     }
 
+    /// Of an outage from 30000 to 40000.
+    std::vector<std::string> FaultsOfAnOutageToldAs(std::int64_t begin_s, std::int64_t end_s) const {
+        RangeAccount account({recorder_}, {101}, {600, 1800, 100});
+        account.Told(recorder_, 101, kFirstS - kWeekS, kFirstS, 0);
+        account.Gone(recorder_, 101, kFirstS - kWeekS, kFirstS, 0);
+        account.Made({101, 30000, 40000});
+        account.Told(recorder_, 101, begin_s, end_s, 0);
+        account.Gone(recorder_, 101, begin_s, end_s, 0);
+        return account.Judge().faults;
+    }
+
     static constexpr std::int64_t kWeekS = RangeAccount::kWeekS;
     const Consumer recorder_{"recorder", 1};
     const Consumer backfill_{"backfill", 1};
@@ -79,26 +90,14 @@ TEST_F(RangeAccountTest, OutageToldInTwoRangesIsAFault) {
 TEST_F(RangeAccountTest, RangesMayBeOffByAProbePeriodAndTheMachinesLateness) {
     for (const auto& [begin, end] :
          {std::pair(30700, 40000), std::pair(28100, 40000), std::pair(30000, 39400), std::pair(30000, 40700)}) {
-        RangeAccount account({recorder_}, {101}, {600, 1800, 100});
-        account.Told(recorder_, 101, kFirstS - kWeekS, kFirstS, 0);
-        account.Gone(recorder_, 101, kFirstS - kWeekS, kFirstS, 0);
-        account.Made({101, 30000, 40000});
-        account.Told(recorder_, 101, begin, end, 0);
-        account.Gone(recorder_, 101, begin, end, 0);
-        EXPECT_THAT(account.Judge().faults, IsEmpty()) << begin << " " << end;
+        EXPECT_THAT(FaultsOfAnOutageToldAs(begin, end), IsEmpty()) << begin << " " << end;
     }
 }
 
 TEST_F(RangeAccountTest, RangesThatAreOffByMoreAreNotThoseOfTheOutage) {
     for (const auto& [begin, end] :
          {std::pair(30701, 40000), std::pair(28099, 40000), std::pair(30000, 39399), std::pair(30000, 40701)}) {
-        RangeAccount account({recorder_}, {101}, {600, 1800, 100});
-        account.Told(recorder_, 101, kFirstS - kWeekS, kFirstS, 0);
-        account.Gone(recorder_, 101, kFirstS - kWeekS, kFirstS, 0);
-        account.Made({101, 30000, 40000});
-        account.Told(recorder_, 101, begin, end, 0);
-        account.Gone(recorder_, 101, begin, end, 0);
-        EXPECT_EQ(2U, account.Judge().faults.size()) << begin << " " << end;
+        EXPECT_EQ(2U, FaultsOfAnOutageToldAs(begin, end).size()) << begin << " " << end;
     }
 }
 

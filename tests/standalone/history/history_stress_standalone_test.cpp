@@ -32,6 +32,7 @@
 #include "standalone/log/LogControl.h"
 #include "tests/standalone/database/temp_folder.h"
 #include "tests/standalone/device/scripted_server.h"
+#include "tests/support/random_worker.h"
 #include "tests/unit/qarcommonbiz/thread_watch.h"
 #include "tuk/DeviceAccessObserverParam.h"
 
@@ -86,23 +87,8 @@ std::vector<std::string> Texts(const RangeMap& ranges) {
 }
 
 /// One thread's own.
-struct Worker {
-    int number;
-    std::mt19937 random;
-
-    int Below(int count) { return std::uniform_int_distribution<int>(0, count - 1)(random); }
-    bool Once(int in) { return Below(in) == 0; }
-    template <class T>
-    const T& Of(const std::vector<T>& all) {
-        return all[static_cast<std::size_t>(Below(static_cast<int>(all.size())))];
-    }
-    std::set<int> Cameras() {
-        std::set<int> cameras;
-        for (const int camera : kCameras) {
-            if (Once(2)) cameras.insert(camera);
-        }
-        return cameras;
-    }
+struct Worker : test_support::RandomWorker {
+    std::set<int> Cameras() { return SomeOf(kCameras); }
     std::string AnyMoment() { return Text(NowS() - Below(8 * 24 * 3600), "%Y-%m-%dT%H:%M:%S+00:00"); }
 };
 
@@ -304,7 +290,7 @@ protected:
             {"database moves", static_cast<Operation>(&Self::MoveTheDatabase)},
             {"Init", &Self::InitAgain},
         };
-        Worker worker{number, std::mt19937(seed)};
+        Worker worker{{number, std::mt19937(seed)}};
         do {
             std::shuffle(operations.begin(), operations.end(), worker.random);
             for (const NamedOperation& each : operations) {

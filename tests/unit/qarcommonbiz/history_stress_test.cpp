@@ -270,7 +270,7 @@ protected:
     static const std::vector<NamedOperation>& Operations();
 
     void Work(int number, unsigned seed, std::chrono::steady_clock::time_point end, ThreadWatch::Place& place) {
-        Worker worker{number, std::mt19937(seed)};
+        Worker worker{{number, std::mt19937(seed)}};
         std::vector<NamedOperation> operations = Operations();
         do {
             std::shuffle(operations.begin(), operations.end(), worker.random);

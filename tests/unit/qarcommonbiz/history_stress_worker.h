@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "history_fixture.h"
+#include "support/random_worker.h"
 
 // A namespace of its own: these are everyday names, and another test's would be taken for them without a word.
 namespace qar::history_test::stress {
@@ -61,23 +62,8 @@ inline std::string PlainPoint(std::string point) {
 inline std::string Moment(const std::string& point) { return point.substr(0, 19); }
 
 /// One thread's own.
-struct Worker {
-    int number;
-    std::mt19937 random;
-
-    int Below(int count) { return std::uniform_int_distribution<int>(0, count - 1)(random); }
-    bool Once(int in) { return Below(in) == 0; }
-    template <class T>
-    const T& Of(const std::vector<T>& all) {
-        return all[static_cast<std::size_t>(Below(static_cast<int>(all.size())))];
-    }
-    std::set<int> Cameras() {
-        std::set<int> cameras;
-        for (const int camera : kCameras) {
-            if (Once(2)) cameras.insert(camera);
-        }
-        return cameras;
-    }
+struct Worker : test_support::RandomWorker {
+    std::set<int> Cameras() { return SomeOf(kCameras); }
 };
 
 }  // namespace qar::history_test::stress
