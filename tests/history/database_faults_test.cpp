@@ -9,9 +9,11 @@
 #include <fstream>
 #include <functional>
 #include <future>
+#include <optional>
 
 #include "qar/IDBManager.h"
 #include "tests/history/real_database.h"
+#include "tests/support/other_thread.h"
 
 namespace history_test {
 namespace {
@@ -239,6 +241,27 @@ TEST_F(HistoryDatabaseFaultsTest, LockThatLastsLongerThanTheWaitCostsTheStatemen
     ExpectNothingWritten(
         Fails::kEveryStatement, "database is locked by another connection for 30 ms",
         [&] { other.Run("BEGIN IMMEDIATE"); }, [&] { other.Run("ROLLBACK"); });
+}
+
+// Why a result function must leave the history alone: the two threads wait for each other, and the statement pays.
+TEST_F(HistoryDatabaseFaultsTest, HistoryCalledFromAResultFunctionCanCostAnotherThreadsStatement) {
+    Open(folder.Path(), 1, milliseconds(300));
+    Register();
+    ASSERT_TRUE(Add(2, At("07:00"), 101));
+    std::optional<test_support::OtherThread> other;
+    std::size_t cameras = 0;
+    ASSERT_TRUE(qar::IDBManager::Instance()->ExecuteQuery(kPlugin, 1, "SELECT 1", [&](db_layer::CConnect*) {
+        other.emplace([this] { EXPECT_TRUE(Add(1, At("08:00"), 102)); });
+        EXPECT_TRUE(other->Waits());  // for this connection, with the history's lock
+        std::map<int, std::vector<qar::SStateRange>> ranges;
+        manager.GetExceptionRange(ranges, kPlugin, kBusi);
+        cameras = ranges.size();
+    }));
+    other.reset();
+    EXPECT_EQ(cameras, 0u);
+    EXPECT_FALSE(RecordingDatabase::Get().Statements().back().ok);
+    EXPECT_EQ(Points(), (Lines{"101/1 " + At("07:00") + " 2", "102/1 " + At("08:00") + " 1"}));
+    EXPECT_EQ(OtherConnection(folder.Path()).Points(), Lines{"101/1 " + At("07:00") + " 2"});
 }
 
 // --- read-only -------------------------------------------------------------------------------------------------------

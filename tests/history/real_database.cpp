@@ -114,6 +114,7 @@ RecordingDatabase& RecordingDatabase::Get() {
 void RecordingDatabase::Restart(std::chrono::milliseconds lock_wait) {
     qarplatform::DatabaseWaits waits;
     waits.lock = lock_wait;
+    waits.connection = lock_wait;
     manager_ = std::make_unique<qarplatform::DatabaseManager>(waits);
     const std::lock_guard<std::mutex> lock(mutex_);
     statements_.clear();
