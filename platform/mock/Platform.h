@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "mock/BusMocks.h"
 #include "mock/FakePool.h"
 #include "mock/FakeSite.h"
 #include "mock/LogRecorder.h"
@@ -49,6 +50,9 @@ public:
     FakePools pools;
     FakeSite site;
     ::testing::NiceMock<MockMsgBus> bus;
+    ::testing::NiceMock<MockEventBus> events;
+    ::testing::NiceMock<MockNotifyBus> notify;
+    ::testing::NiceMock<MockFront> front;
     ::testing::NiceMock<MockResources> resources;
     ::testing::NiceMock<MockTimeZone> time_zone;
     ::testing::NiceMock<MockLocalConfig> local_config;

@@ -11,13 +11,18 @@
 namespace qar {
 
 class CMessageBusChangeMsg;
+class CMessageBusEventMsg;
+class CMessageBusNotifyMsg;
+class CMessageBusUsrRequest;
 
-/// Forwards to the bus's workers, of which the one for change messages is there. The operations of the others give
-/// their failure value.
+/// Forwards to the bus's four workers, and pushes messages to users' sessions itself. Holds nothing that changes.
 class CMessageBusManagerImpl final : public IMessageBusManagerAPI {
 public:
     CMessageBusManagerImpl();
-    explicit CMessageBusManagerImpl(std::shared_ptr<CMessageBusChangeMsg> change_msg);
+    CMessageBusManagerImpl(std::shared_ptr<CMessageBusUsrRequest> usr_request,
+                           std::shared_ptr<CMessageBusEventMsg> event_msg,
+                           std::shared_ptr<CMessageBusChangeMsg> change_msg,
+                           std::shared_ptr<CMessageBusNotifyMsg> notify_msg);
 
     void RegisterUsrRequest(const std::string& plugin, const std::string& url, ZELPlatform::Method method,
                             ZELPlatform::CmdParam::Exec exec, UsrRequestFunc handler, bool flag) override;
@@ -59,7 +64,10 @@ public:
     bool PostMsgWithPermission(const std::map<int, std::list<int>>& permissions, std::shared_ptr<IBusMsg> msg) override;
 
 private:
+    std::shared_ptr<CMessageBusUsrRequest> ptr_usr_request;
+    std::shared_ptr<CMessageBusEventMsg> ptr_event_msg;
     std::shared_ptr<CMessageBusChangeMsg> ptr_change_msg;
+    std::shared_ptr<CMessageBusNotifyMsg> ptr_notify_msg;
 };
 
 }  // namespace qar

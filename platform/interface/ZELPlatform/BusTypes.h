@@ -14,19 +14,26 @@ enum SubscriberType {
     kSubscriberPlugin = 2,
 };
 
+/// Whether a subscription begins or ends. Every other value is taken as an end.
+enum SubScribeType {
+    kSubscribe = 1,
+    kSubscribeCancel = 2,
+};
+
 /// Methods of a URL that users request.
 enum Method {
     kMethodGet = 0,
     kMethodPut = 1,
     kMethodPost = 2,
     kMethodDelete = 3,
-    kMethodPostGet = 4,
+    kMethodPostGet = 4,  ///< POST and GET
     kMethodAny = 5,
 };
 
 namespace CmdParam {
 
-/// How the request's handler is run.
+/// How the request's handler is wanted to run. The standalone platform runs each request on a worker of its own either
+/// way, several of one URL at once.
 enum Exec {
     kExecSync = 0,
     kExecAsync = 1,
@@ -44,7 +51,23 @@ enum ClientType {
     kClientTypeMobile = 3,
 };
 
+/// What kind of account a session belongs to.
+enum LoginAccountType {
+    kAccountUser = 1,    ///< a user of the system; the id is the user's
+    kAccountPerson = 3,  ///< a person; the id is the person's
+};
+
 }  // namespace UserSession
+
+namespace AccesstypeInfo {
+
+/// How users reach the system.
+enum Accesstype {
+    kAccessHttp = 1,
+    kAccessHttps = 2,
+};
+
+}  // namespace AccesstypeInfo
 }  // namespace InterfaceCommonData
 
 }  // namespace ZELPlatform

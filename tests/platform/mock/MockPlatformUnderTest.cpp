@@ -1,9 +1,16 @@
+#include <cctype>
 #include <chrono>
+#include <cstring>
 #include <ctime>
+#include <map>
+#include <set>
 #include <utility>
 
 #include "ZELPlatform/MsgBus.h"
 #include "mock/CivilTime.h"
+#include "mock/FakeEventBus.h"
+#include "mock/FakeFront.h"
+#include "mock/FakeNotifyBus.h"
 #include "mock/Platform.h"
 #include "platform/PlatformUnderTest.h"
 #include "tuk/DeviceAccessObserverParam.h"
@@ -12,7 +19,49 @@ namespace platform_tests {
 
 namespace {
 
+using ZELPlatform::InterfaceCommonData::UserSession::ClientType;
+
 constexpr std::chrono::seconds kPatience(20);
+
+struct User {
+    unsigned int id;
+    std::set<int> permissions;
+};
+
+const std::map<std::string, User> kUsers{
+    {"ann", {1, {11, 12}}}, {"bob", {2, {12}}}, {"cid", {3, {}}}, {"pia", {4, {}}}};
+
+std::string Lower(std::string text) {
+    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+}
+
+class MockUserCall : public UserCall {
+public:
+    MockUserCall(qarmock::FakeFront& front, int32_t connection) : front_(front), connection_(connection) {}
+
+    std::optional<UserAnswer> Answer() override {
+        const auto got = front_.Answer(connection_);
+        if (!got.sent) return std::nullopt;
+        UserAnswer answer;
+        answer.status = got.head.n_status;
+        answer.body = got.body;
+        const auto add = [&](const char* name, const std::string& value) {
+            if (!value.empty()) answer.headers[name] = value;
+        };
+        add("content-type", got.head.str_content_type);
+        add("content-disposition", got.head.str_content_disposition);
+        add("etag", got.head.str_etag);
+        add("cache-control", got.head.str_cache_control);
+        for (const auto& [name, value] : got.head.vec_headers) answer.headers[Lower(name)] = value;
+        return answer;
+    }
+    void Leave() override { front_.Leave(connection_); }
+
+private:
+    qarmock::FakeFront& front_;
+    const int32_t connection_;
+};
 
 class MockPlatformUnderTest : public PlatformUnderTest {
 public:
@@ -21,6 +70,8 @@ public:
         while (!done()) {
             if (std::chrono::steady_clock::now() > deadline) return false;
             platform_.bus.fake.DeliverAll();
+            platform_.events.fake.DeliverAll();
+            platform_.notify.fake.DeliverAll();
             platform_.pools.RunAll();
             for (const auto& name : platform_.timers.fake.Running()) platform_.timers.fake.Tick(name);
         }
@@ -57,6 +108,47 @@ public:
         if (started_ && guard && !before) Tell(tuk::DeviceAccessEvent_DeviceGuardOn, device, 2001);
     }
 
+    void StartFront() override {}
+    std::string LogIn(const std::string& user, ClientType client_type) override {
+        using namespace ZELPlatform::InterfaceCommonData::UserSession;
+        auto& front = platform_.front.fake;
+        const std::string session =
+            user == "pia" ? front.LogIn(50, client_type, kAccountPerson) : front.LogIn(kUsers.at(user).id, client_type);
+        front.SetOpen(session, false);
+        user_of_[session] = user;
+        return session;
+    }
+    void LogOut(const std::string& session) override {
+        platform_.notify.fake.CloseClient(session);
+        platform_.front.fake.LogOut(session);
+    }
+    std::unique_ptr<UserCall> Send(const UserRequest& request) override {
+        static const std::map<std::string, ZELPlatform::Method> verbs{{"GET", ZELPlatform::kMethodGet},
+                                                                      {"PUT", ZELPlatform::kMethodPut},
+                                                                      {"POST", ZELPlatform::kMethodPost},
+                                                                      {"DELETE", ZELPlatform::kMethodDelete}};
+        auto& front = platform_.front.fake;
+        const auto answer = front.Request(
+            {request.target, request.session, verbs.at(request.verb), request.body, request.content_type});
+        return std::make_unique<MockUserCall>(front, answer.connection);
+    }
+    void OpenClient(const std::string& session) override {
+        platform_.front.fake.SetOpen(session, true);
+        platform_.notify.fake.OpenClient(session, kUsers.at(user_of_.at(session)).permissions);
+    }
+    std::vector<Frame> Frames(const std::string& session) override {
+        std::vector<Frame> frames;
+        for (const auto& received : platform_.front.fake.ReceivedBy(session)) {
+            frames.push_back({received.text, received.data});
+        }
+        for (const auto& info : platform_.notify.fake.Received(session)) {
+            ZELPlatform::CMsgBusContentBase::Buffer text;
+            info->GetMsgContent()->GetTextContent(text);
+            frames.push_back({true, std::string(text.data, strnlen(text.data, text.size))});
+        }
+        return frames;
+    }
+
     void SetDatabasePlace(const ZELPlatform::CLocalDBInfo& info) override {
         platform_.local_config.fake.Set(std::make_shared<ZELPlatform::CLocalDBInfo>(info));
         auto content = std::make_shared<ZELPlatform::CObserverParam>();
@@ -71,7 +163,7 @@ public:
         return param;
     }
     qar::SDBParam UnreachableDatabase() override {
-        const qar::SDBParam param = Database(99);
+        qar::SDBParam param = Database(99);
         platform_.database.fake.FailOpen(param.dbName);
         return param;
     }
@@ -127,6 +219,7 @@ private:
     }
 
     qarmock::Platform platform_;
+    std::map<std::string, std::string> user_of_;  // by session
     qar::SDBForwardArg arg_;
     std::vector<qarmock::FakeCameraSet> cameras_;
     std::set<int> answering_;
