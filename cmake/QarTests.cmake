@@ -17,13 +17,20 @@ function(qar_add_test_program name sources)
         PROPERTIES TIMEOUT 240)
 endfunction()
 
+# qar_precompile_mocks(<name>): for programs whose every source has the mocks, which take seconds to read
+function(qar_precompile_mocks name)
+    target_precompile_headers(${name} PRIVATE "${CMAKE_SOURCE_DIR}/platform/mock/Platform.h")
+endfunction()
+
 qar_sources(sources FOLDER tests/unit)
 qar_add_test_program(unit_tests "${sources}" qar_objects MockPlatform)
+qar_precompile_mocks(unit_tests)
 target_link_options(unit_tests PRIVATE LINKER:--wrap=_ZnwmRKSt9nothrow_t) # tests/unit/qarcommonbiz/nothrow_new.cpp
 
 # Random sequences beside a model of the state history. QAR_SEQUENCES and QAR_SEED set others at run time.
 qar_sources(sources FOLDER tests/model)
 qar_add_test_program(model_tests "${sources}" qar_objects MockPlatform)
+qar_precompile_mocks(model_tests)
 target_compile_options(model_tests PRIVATE -O1) # the sequences cost more than the compiling
 
 qar_sources(shared_sources FOLDER tests/platform FLAT)
@@ -53,6 +60,13 @@ qar_add_test_program(history_tests "${sources}" qar_objects qarplatform SQLite::
 qar_sources(sources FOLDER tests/contract)
 qar_add_test_program(contract_tests "${sources}" QARCommon qarplatform)
 
+# What the guide quotes is compiled.
+set(quoted "${CMAKE_SOURCE_DIR}/tests/contract/doc_examples.pl")
+add_test(NAME contract_tests.guide_quotes_compiled_code
+         COMMAND "${quoted}" "${CMAKE_SOURCE_DIR}/docs/plugin-guide.md"
+                 "${CMAKE_SOURCE_DIR}/examples/doorbell/doorbell.cpp")
+add_test(NAME contract_tests.guide_quotes_compiled_code_finds_drift COMMAND "${quoted}" --self-test)
+
 # One module per file.
 qar_sources(sources FOLDER tests/integration/plugins FLAT)
 set(test_plugins "")
@@ -71,12 +85,13 @@ target_link_libraries(host_test_support PUBLIC demo_cameras_core PlatformInterfa
 target_compile_options(host_test_support PRIVATE -O0)
 target_compile_definitions(
     host_test_support PUBLIC QARHOST_PATH="$<TARGET_FILE:qarhost>" PLUGIN_DIR="${QAR_PLUGIN_DIR}"
-                             TEST_PLUGIN_DIR="${QAR_TEST_PLUGIN_DIR}")
+                             TEST_PLUGIN_DIR="${QAR_TEST_PLUGIN_DIR}"
+                             WEBSOCKET_CLIENT="${CMAKE_SOURCE_DIR}/tests/integration/support/websocket_client.py")
 
 # qar_add_host_tests(<name> <sources> [library...]): tests of a running host
 function(qar_add_host_tests name sources)
     qar_add_test_program(${name} "${sources}" host_test_support ${ARGN})
-    add_dependencies(${name} qarhost backfill ${test_plugins})
+    add_dependencies(${name} qarhost backfill doorbell ${test_plugins})
 endfunction()
 
 qar_sources(sources FOLDER tests/integration FLAT)
@@ -85,6 +100,12 @@ qar_add_host_tests(integration_tests "${sources}")
 # Thousands of devices; QAR_DEVICES tells how many.
 qar_sources(sources FOLDER tests/devices)
 qar_add_host_tests(device_load_tests "${sources}" qarplatform_objects)
+
+# Many clients of a front, and hostile ones; QAR_LOAD_SECONDS and QAR_IDLE_CONNECTIONS tell how long and how many.
+qar_sources(sources FOLDER tests/load)
+list(APPEND sources tests/standalone/http/raw_client.cpp tests/standalone/http/push_client.cpp)
+qar_add_host_tests(front_load_tests "${sources}" OpenSSL::SSL OpenSSL::Crypto)
+target_compile_definitions(front_load_tests PRIVATE $<$<BOOL:${QAR_SANITIZE}>:QAR_SANITIZED>)
 
 # A host that is ended at random moments; QAR_KILLS and QAR_STOPS tell how often.
 qar_sources(sources FOLDER tests/kill/plugins FLAT)

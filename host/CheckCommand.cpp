@@ -25,7 +25,8 @@ std::string Count(std::size_t count, const char* noun) {
 std::string Summary(const qarplatform::Site& site) {
     return Count(site.devices.size(), "device") + ", " + Count(site.channels.size(), "channel") + ", " +
            Count(site.elements.size(), "element") + ", " + Count(site.areas.size(), "area") + ", " +
-           Count(site.zones.size(), "zone") + ", " + Count(site.plugins.size(), "plug-in");
+           Count(site.zones.size(), "zone") + ", " + Count(site.plugins.size(), "plug-in") +
+           (site.users.empty() ? "" : ", " + Count(site.users.size(), "user"));
 }
 
 // Takes the site from the store where it has been imported, as a run would.
@@ -37,7 +38,7 @@ bool TakeStored(const std::string& data_dir, qarplatform::Site& site, std::ostre
     }
     qarplatform::SiteStore store;
     std::string error;
-    if (!store.Open(path, error)) {
+    if (!store.OpenToRead(path, error)) {
         err << "qarhost: " << error << "\n";
         return false;
     }
@@ -53,8 +54,20 @@ bool TakeStored(const std::string& data_dir, qarplatform::Site& site, std::ostre
         return false;
     }
     out << "store: " << Summary(stored) << "; it counts, not the file\n";
+    if (stored.users.empty() && stored.roles.empty() && !site.users.empty()) {
+        out << "store: has no users yet, the next run imports those of the site file\n";
+        stored.users = site.users;
+    }
     site = stored;
     return true;
+}
+
+void ReportUsers(const qarplatform::Site& site, std::ostream& out) {
+    for (const auto& user : site.users) {
+        if (!user.has_password) {
+            out << "note: user " << user.name << " has no password and cannot log in; qarhost password sets it\n";
+        }
+    }
 }
 
 bool ReportTables(const qarplatform::Site& site, std::ostream& out, std::ostream& err) {
@@ -98,6 +111,7 @@ int CheckSite(const std::string& site_file, const std::string& plugin_dir, std::
     qarplatform::Site site = file->site;
     if (!TakeStored(file->data_dir, site, out, err)) return kExitDatabase;
     out << "database " << site.database_dir << "\n";
+    ReportUsers(site, out);
     std::string error;
     if (!CheckDatabaseDir(site.database_dir, file->data_dir, error)) {
         err << "qarhost: " << error << "\n";

@@ -11,6 +11,7 @@
 #include "host/ClientCommands.h"
 #include "host/ExitCode.h"
 #include "host/HostRun.h"
+#include "host/PasswordCommand.h"
 #include "host/StopSignal.h"
 
 namespace qarhost {
@@ -74,6 +75,11 @@ bool ParseCommandLine(int argc, const char* const* argv, const std::string& vers
         ->type_name("PATH")
         ->check([](const std::string& dir) { return dir.empty() ? "must not be empty" : std::string(); });
 
+    CLI::App* password = app.add_subcommand(
+        "password", "Set a user's password, asked for or read as one line; ends the user's sessions");
+    AddSite(*password, result);
+    password->add_option("USER", result.user, "Name of the user")->required();
+
     try {
         app.parse(argc, argv);
         if (app.get_subcommands().empty()) throw CLI::RequiredError("A command");
@@ -84,11 +90,12 @@ bool ParseCommandLine(int argc, const char* const* argv, const std::string& vers
         exit_code = app.exit(e, out, err) == 0 ? kExitOk : kExitCommandLine;
         return false;
     }
-    result.command = run->parsed()      ? Command::kRun
-                     : check->parsed()  ? Command::kCheck
-                     : status->parsed() ? Command::kStatus
-                     : guard->parsed()  ? Command::kGuard
-                                        : Command::kDatabase;
+    result.command = run->parsed()        ? Command::kRun
+                     : check->parsed()    ? Command::kCheck
+                     : status->parsed()   ? Command::kStatus
+                     : guard->parsed()    ? Command::kGuard
+                     : database->parsed() ? Command::kDatabase
+                                          : Command::kPassword;
     result.guard = on_off == "on";
     return true;
 }
@@ -110,6 +117,8 @@ int RunCommandLine(int argc, const char* const* argv, const std::string& version
             return SetGuard(command_line.site, command_line.device, command_line.guard, std::cout, std::cerr);
         case CommandLine::Command::kDatabase:
             return SetDatabaseDir(command_line.site, command_line.database_dir, std::cout, std::cerr);
+        case CommandLine::Command::kPassword:
+            return SetPassword(command_line.site, command_line.user, std::cout, std::cerr);
     }
     return kExitCommandLine;
 } catch (const std::exception& e) {

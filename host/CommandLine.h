@@ -7,7 +7,7 @@ namespace qarhost {
 
 /// What the command line asks for.
 struct CommandLine {
-    enum class Command { kRun, kCheck, kStatus, kGuard, kDatabase };
+    enum class Command { kRun, kCheck, kStatus, kGuard, kDatabase, kPassword };
 
     Command command = Command::kRun;
     std::string site;          ///< path of the site file
@@ -16,6 +16,7 @@ struct CommandLine {
     int device = 0;            ///< guard
     bool guard = false;        ///< guard: on
     std::string database_dir;  ///< database, as it was written
+    std::string user;          ///< password: name of the user
 };
 
 /// Reads the command line.

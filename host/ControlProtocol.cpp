@@ -88,6 +88,7 @@ std::string StatusAnswer(const HostStatus& status) {
         Number(json, "now_ms", status.clock_now_ms);
         json.EndObject();
         Text(json, "database", status.database_dir);
+        Text(json, "front", status.front);
         Array(json, "timers", status.timers, [&](const qarplatform::TimerStatus& timer) {
             Text(json, "name", timer.name);
             Number(json, "interval_ms", timer.interval_ms);
@@ -181,6 +182,7 @@ HostStatus ReadStatus(const Value& answer) {
     status.site = TextAt(answer, "site");
     status.pid = static_cast<pid_t>(NumberAt(answer, "pid"));
     status.database_dir = TextAt(answer, "database");
+    status.front = TextAt(answer, "front");
     const Value* clock = Member(answer, "clock");
     if (clock != nullptr && clock->IsObject()) {
         const Value* scale = Member(*clock, "scale");

@@ -19,6 +19,7 @@ struct HostStatus {
     double clock_scale = 1.0;
     int64_t clock_now_ms = 0;  ///< scaled moment, milliseconds since 1970 UTC
     std::string database_dir;
+    std::string front;  ///< "https://127.0.0.1:8443"; "" without one
     std::vector<qarplatform::TimerStatus> timers;
     std::vector<qarplatform::DeviceStatus> devices;
     std::vector<PluginStatus> plugins;

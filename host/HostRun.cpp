@@ -1,17 +1,13 @@
 #include "host/HostRun.h"
 
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <cstring>
 #include <exception>
-#include <filesystem>
 #include <iostream>
 #include <ostream>
-#include <system_error>
 #include <utility>
 
 #include "ZELPlatform/LocalConfigManager.h"
@@ -19,6 +15,8 @@
 #include "host/ExitCode.h"
 #include "host/Report.h"
 #include "host/SiteReading.h"
+#include "host/StoreOpening.h"
+#include "standalone/auth/Sessions.h"
 #include "standalone/base/Clock.h"
 #include "standalone/base/ThreadPoolControl.h"
 #include "standalone/base/TimerStatus.h"
@@ -26,30 +24,15 @@
 #include "standalone/config/LocalConfigControl.h"
 #include "standalone/database/DatabaseControl.h"
 #include "standalone/device/DeviceLayer.h"
+#include "standalone/http/FrontControl.h"
 #include "standalone/log/LogControl.h"
+#include "standalone/system/SystemControl.h"
 
 namespace qarhost {
-
-namespace fs = std::filesystem;
 
 namespace {
 
 constexpr const char* kDatabaseLost = "the folder of the database cannot be made: ";
-
-int64_t RealNowMs() {
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
-}
-
-// What the host keeps is its owner's only. A folder that is there stays as it is.
-bool MakeFolder(const std::string& dir, std::string& error) {
-    std::error_code failed;
-    fs::create_directories(fs::path(dir).parent_path(), failed);
-    if (!failed && mkdir(dir.c_str(), S_IRWXU) != 0 && errno != EEXIST) failed.assign(errno, std::generic_category());
-    if (!failed && !fs::is_directory(dir)) failed = std::make_error_code(std::errc::not_a_directory);
-    if (failed) error = dir + ": " + failed.message();
-    return !failed;
-}
 
 // A host with many devices needs more descriptors than the soft limit of a login gives.
 void RaiseFileLimit() {
@@ -57,6 +40,20 @@ void RaiseFileLimit() {
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
     limit.rlim_cur = limit.rlim_max;
     setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+qarplatform::FrontOptions FrontOptionsOf(const qarplatform::HttpOptions& http, const std::string& data_dir) {
+    qarplatform::FrontOptions options;
+    options.https = http.IsSecure();
+    options.server.address = http.address;
+    options.server.port = http.port;
+    options.server.certificate_file = http.certificate_file;
+    options.server.key_file = http.key_file;
+    options.server.connections = http.connections;
+    options.server.body_bytes = http.body_bytes;
+    options.server.answer_timeout = http.answer_timeout;
+    options.server.spool_dir = data_dir;
+    return options;
 }
 
 void PublishDatabase(const std::string& dir) {
@@ -86,17 +83,19 @@ int HostRun::Run() {
 
 int HostRun::Start() try {
     RaiseFileLimit();
-    constexpr Step kSteps[] = {&HostRun::ReadFile,    &HostRun::TakeDataDir,  &HostRun::OpenLog,
-                               &HostRun::OpenStore,   &HostRun::SetClock,     &HostRun::OpenDatabase,
-                               &HostRun::LoadDevices, &HostRun::StartPlugins, &HostRun::StartProbes,
-                               &HostRun::Listen};
+    constexpr Step kSteps[] = {&HostRun::ReadFile,    &HostRun::TakeDataDir,   &HostRun::OpenLog,
+                               &HostRun::OpenStore,   &HostRun::SetClock,      &HostRun::OpenDatabase,
+                               &HostRun::LoadDevices, &HostRun::StartSessions, &HostRun::StartPlugins,
+                               &HostRun::StartFront,  &HostRun::StartProbes,   &HostRun::Listen};
     for (const Step step : kSteps) {
         if (signal_.Asked()) return kExitOk;
         const int exit_code = (this->*step)();
         if (exit_code != kExitOk) return exit_code;
     }
     LogNote("ready: site " + file_.name);
-    out_ << "qarhost ready pid=" << getpid() << " site=" << file_.name << std::endl;
+    out_ << "qarhost ready pid=" << getpid() << " site=" << file_.name;
+    if (const std::string front = FrontUrl(); !front.empty()) out_ << " front=" << front;
+    out_ << std::endl;
     return kExitOk;
 } catch (const std::exception& e) {
     return Fail(kExitFailure, e.what());
@@ -139,14 +138,9 @@ int HostRun::OpenLog() {
 
 int HostRun::OpenStore() {
     std::string error;
-    if (!store_.Open(StorePath(file_.data_dir), error)) return Fail(kExitDatabase, error);
-    if (!store_.Imported()) {
-        const int64_t origin_ms = file_.clock_origin_ms.value_or(RealNowMs());
-        if (!store_.Import(file_.site, origin_ms, file_.clock_start_ms.value_or(origin_ms), error)) {
-            return Fail(kExitDatabase, error);
-        }
+    if (!qarhost::OpenStore(file_, store_, error) || !store_.Load(site_, origin_ms_, start_ms_, error)) {
+        return Fail(kExitDatabase, error);
     }
-    if (!store_.Load(site_, origin_ms_, start_ms_, error)) return Fail(kExitDatabase, error);
     return kExitOk;
 }
 
@@ -172,6 +166,20 @@ int HostRun::LoadDevices() {
     return kExitOk;
 }
 
+// Sessions first: plug-ins may ask for them from their start on.
+int HostRun::StartSessions() {
+    std::string error;
+    if (file_.http && site_.access_type != file_.site.access_type) {
+        site_.access_type = file_.site.access_type;
+        if (!store_.SetAccessType(site_.access_type, error)) return Fail(kExitDatabase, error);
+    }
+    qarplatform::SetAccessType(site_.access_type);
+    if (!file_.http) return kExitOk;
+    if (!qarplatform::Sessions::Get().Start(store_, file_.http->sessions, error)) return Fail(kExitDatabase, error);
+    ends_.emplace_back([] { qarplatform::Sessions::Get().Stop(); });
+    return kExitOk;
+}
+
 int HostRun::StartPlugins() {
     plugins_ = std::make_unique<PluginSet>(site_.plugins, FoldersOf(site_file_, plugin_dir_), file_.data_dir);
     ends_.emplace_back(&qarplatform::JoinThreadPools);
@@ -179,6 +187,15 @@ int HostRun::StartPlugins() {
     ends_.emplace_back(&qarplatform::StopTimers);
     std::string error;
     if (!plugins_->Start(error)) return Fail(kExitPlugin, error);
+    return kExitOk;
+}
+
+// Behind the plug-ins' start, so that a request finds their URLs.
+int HostRun::StartFront() {
+    if (!file_.http) return kExitOk;
+    std::string error;
+    if (!qarplatform::StartFront(FrontOptionsOf(*file_.http, file_.data_dir), error)) return Fail(kExitFailure, error);
+    ends_.emplace_back(&qarplatform::StopFront);
     return kExitOk;
 }
 
@@ -196,6 +213,13 @@ int HostRun::Listen() {
     return kExitOk;
 }
 
+std::string HostRun::FrontUrl() const {
+    if (!file_.http) return {};
+    const std::string& address = file_.http->address;
+    const std::string host = address.find(':') == std::string::npos ? address : "[" + address + "]";
+    return (file_.http->IsSecure() ? "https://" : "http://") + host + ":" + std::to_string(qarplatform::FrontPort());
+}
+
 HostStatus HostRun::Status() {
     HostStatus status;
     status.site = file_.name;
@@ -205,6 +229,7 @@ HostStatus HostRun::Status() {
     if (const auto info = ZELPlatform::LocalConfigManager::GetLocationDBInfo()) {
         status.database_dir = info->GetValdbName();
     }
+    status.front = FrontUrl();
     status.timers = qarplatform::ListTimers();
     status.devices = qarplatform::DeviceLayer::Get().Status();
     status.plugins = plugins_->Status();

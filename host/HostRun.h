@@ -49,9 +49,14 @@ private:
     int SetClock();
     int OpenDatabase();
     int LoadDevices();
+    int StartSessions();
     int StartPlugins();
+    int StartFront();
     int StartProbes();
     int Listen();
+
+    /// @return where users reach the host; "" without a front
+    std::string FrontUrl() const;
 
     int Fail(int exit_code, const std::string& text);
 

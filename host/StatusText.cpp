@@ -42,7 +42,8 @@ std::string StatusText(const HostStatus& status) {
     std::ostringstream out;
     out << "site " << status.site << ", pid " << status.pid << "\n"
         << "clock " << Utc(status.clock_now_ms) << ", scale " << status.clock_scale << "\n"
-        << "database " << status.database_dir << "\n";
+        << "database " << status.database_dir << "\n"
+        << "front " << (status.front.empty() ? "none" : status.front) << "\n";
 
     std::vector<Row> devices{{"DEVICE", "ONLINE", "GUARD", "CLOCK"}};
     for (const auto& device : status.devices) {

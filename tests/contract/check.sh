@@ -8,8 +8,8 @@ out=$PWD/build/check
 prefix=$out/prefix
 
 steps=(gcc format headers symbols abi install negative stack model clang tidy asan-ubsan tsan)
-# Proofs that take from three minutes to half an hour each; ctest runs short forms of them all but the first.
-named_only=(mutation kill stop threads soak devices)
+# Proofs that take from a minute to half an hour each; ctest runs short forms of them all but the first.
+named_only=(mutation kill stop threads soak devices load)
 
 # --- the steps -------------------------------------------------------------------------------------------------------
 
@@ -51,6 +51,10 @@ step_soak() {
 step_devices() {
     built && QAR_DEVICES=10000 build/dev/bin/device_load_tests --gtest_filter='ProbeEngineLoad*' &&
         QAR_DEVICES=10000 build/dev/bin/device_load_tests --gtest_filter='HostLoad*'
+}
+step_load() {
+    built && QAR_LOAD_SECONDS=30 build/dev/bin/front_load_tests --gtest_filter='FrontLoadTest*' &&
+        QAR_IDLE_CONNECTIONS=10000 build/dev/bin/front_load_tests --gtest_filter='HostileClientsTest*'
 }
 
 # --- running them ----------------------------------------------------------------------------------------------------

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -17,6 +16,7 @@
 #include "qar/IHistoryStateMgr.h"
 #include "qar/IMessageBusManagerAPI.h"
 #include "qar/IPlatformAdapterInterface.h"
+#include "support/vtable_slot.h"
 #include "tuk/Device.h"
 
 namespace qar {
@@ -27,17 +27,8 @@ struct Operation {
     std::ptrdiff_t slot;
 };
 
-// A pointer to a virtual member function holds the slot's offset in bytes, plus one.
-template <class Member>
-std::ptrdiff_t SlotOf(Member member) {
-    std::ptrdiff_t words[2];
-    static_assert(sizeof(member) == sizeof(words));
-    std::memcpy(words, &member, sizeof(words));
-    return words[0] % 2 == 1 ? words[0] / static_cast<std::ptrdiff_t>(sizeof(void*)) : -1;
-}
-
 #define OPERATION(type, name) \
-    Operation { #name, SlotOf(&type::name) }
+    Operation { #name, test_support::SlotOf(&type::name) }
 
 constexpr std::ptrdiff_t kBehindDestructor = 2;
 

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "ZELPlatform/BusTypes.h"
 #include "ZELPlatform/LocalConfigManager.h"
 #include "qarutil/DBManagerPure.h"
 
@@ -31,6 +33,53 @@ using Row = std::vector<std::optional<std::string>>;
 std::string DeviceGuid(int device);
 std::string ChannelGuid(int channel);
 
+// The users that StartFront makes:
+//
+// name  id  permissions  account
+// ann    1  11, 12       user
+// bob    2  12           user
+// cid    3  none         user
+// pia    4  none         person 50
+
+/// A user's request.
+struct UserRequest {
+    std::string target;  ///< path and query, as sent
+    std::string verb = "GET";
+    std::string session{};  ///< the session's id; "": without one
+    std::string body{};
+    std::string content_type{};
+};
+
+/// The answer to a request, as the user's client reads it.
+struct UserAnswer {
+    unsigned status = 0;
+    std::map<std::string, std::string> headers;  ///< names in lower case
+    std::string body;
+
+    /// @return a header's value; "" when it is absent
+    std::string Header(const std::string& name) const {
+        const auto found = headers.find(name);
+        return found == headers.end() ? "" : found->second;
+    }
+};
+
+/// A request that was sent.
+class UserCall {
+public:
+    virtual ~UserCall() = default;
+
+    /// @return the answer once it is there
+    virtual std::optional<UserAnswer> Answer() = 0;
+    /// The client goes without waiting for the answer.
+    virtual void Leave() = 0;
+};
+
+/// What a client was sent over its push connection.
+struct Frame {
+    bool text;
+    std::string data;
+};
+
 /// What the tests need of a platform beside its interface. One object a test; a test has its process for itself.
 class PlatformUnderTest {
 public:
@@ -52,6 +101,19 @@ public:
     virtual void StartDevices() = 0;
     virtual void SetAnswers(int device, bool answers) = 0;
     virtual void SetGuard(int device, bool guard) = 0;
+
+    /// Begins to serve users by HTTP: the users above, who hold their permissions through roles.
+    virtual void StartFront() = 0;
+    /// @return the id of a new session
+    virtual std::string LogIn(const std::string& user,
+                              ZELPlatform::InterfaceCommonData::UserSession::ClientType client_type) = 0;
+    virtual void LogOut(const std::string& session) = 0;
+    /// Sends a request; the handler may run in this call or later.
+    virtual std::unique_ptr<UserCall> Send(const UserRequest& request) = 0;
+    /// Opens the push connection of a session's client.
+    virtual void OpenClient(const std::string& session) = 0;
+    /// @return what the session's client got so far
+    virtual std::vector<Frame> Frames(const std::string& session) = 0;
 
     /// Sets where the plug-ins' database lies and tells it as the platform does.
     virtual void SetDatabasePlace(const ZELPlatform::CLocalDBInfo& info) = 0;

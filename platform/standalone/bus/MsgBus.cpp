@@ -1,6 +1,7 @@
 #include "ZELPlatform/MsgBus.h"
 
 #include "standalone/bus/BusControl.h"
+#include "standalone/bus/BusThreads.h"
 #include "standalone/bus/ObserverBus.h"
 
 namespace ZELPlatform {
@@ -38,6 +39,6 @@ bool NotifyObserverEventEx(const std::string& observer, int type, const std::sha
 
 namespace qarplatform {
 
-void StopBus() { ObserverBus::Get().Stop(); }
+void StopBus() { BusThreads::Get().Stop(); }
 
 }  // namespace qarplatform

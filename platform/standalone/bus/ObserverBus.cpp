@@ -1,43 +1,17 @@
 #include "standalone/bus/ObserverBus.h"
 
 #include <algorithm>
-#include <limits>
 
-#include "Mox/Base/Error.h"
 #include "standalone/bus/BusErrors.h"
 
 namespace qarplatform {
 
 using ZELPlatform::MsgBus::CObserverFunction;
 
-namespace {
-
-constexpr int kIdleSeconds = 10;
-
-bool Refuse(BusErrorCode code) {
-    Mox::Base::Error::SetLastError(Mox::Base::Error::ErrorCode(kErrorModuleBus, code));
-    return false;
-}
-
-}  // namespace
-
-class ObserverBus::SendGuard {
-public:
-    /// The bus's mutex is held.
-    explicit SendGuard(ObserverBus& bus) : bus_(bus) { ++bus_.sending_; }
-    ~SendGuard() {
-        std::lock_guard<std::mutex> lock(bus_.mutex_);
-        if (--bus_.sending_ == 0 && bus_.stopped_) bus_.sent_.notify_all();
-    }
-    SendGuard(const SendGuard&) = delete;
-    SendGuard& operator=(const SendGuard&) = delete;
-
-private:
-    ObserverBus& bus_;
-};
+std::string ObserverMessage::Text() const { return "a message of type " + std::to_string(type) + " from " + *observer; }
 
 ObserverBus& ObserverBus::Get() {
-    static ObserverBus& bus = *new ObserverBus;
+    static ObserverBus& bus = *new ObserverBus(BusThreads::Get());
     return bus;
 }
 
@@ -54,8 +28,8 @@ bool ObserverBus::Subscribe(const std::string& observer, const std::string& plug
     auto subscriptions = std::make_shared<Subscriptions>(*topic.subscriptions);
     Subscription subscription;
     subscription.plugin = plugin;
-    subscription.receiver = std::make_shared<const Receiver>(
-        LaneOf(plugin), [fn](const std::string& name, int, const Content& content) { fn(name, content); });
+    subscription.receiver = std::make_shared<const ObserverReceiver>(
+        LaneOf(plugin), [fn](const ObserverMessage& message) { fn(*message.observer, message.content); });
     subscription.types.Add({});
     subscription.plain = std::move(fn);
     subscriptions->push_back(std::move(subscription));
@@ -120,36 +94,27 @@ bool ObserverBus::UnsubscribeEx(const std::string& plugin, const std::string& ob
 }
 
 bool ObserverBus::Notify(const std::string& observer, int type, const Content& content) {
+    const BusThreads::Sending sending(threads_);
+    if (sending.Error()) return Refuse(*sending.Error());
     std::shared_ptr<const std::string> name;
     std::shared_ptr<const Subscriptions> subscriptions;
-    std::unique_lock<std::mutex> lock(mutex_);
-    if (stopped_) return Refuse(kBusErrorStopped);
-    const auto topic = topics_.find(observer);
-    if (topic == topics_.end() || !topic->second.registered) return Refuse(kBusErrorNoTopic);
-    if (!pool_.Start(1, std::numeric_limits<int>::max(), kIdleSeconds)) return Refuse(kBusErrorNoThread);
-    name = topic->second.name;
-    subscriptions = topic->second.subscriptions;
-    const SendGuard guard(*this);
-    lock.unlock();
-
-    std::vector<const Receiver*> served;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        const auto topic = topics_.find(observer);
+        if (topic == topics_.end() || !topic->second.registered) return Refuse(kBusErrorNoTopic);
+        name = topic->second.name;
+        subscriptions = topic->second.subscriptions;
+    }
+    const auto message = std::make_shared<const ObserverMessage>(std::move(name), type, content);
+    std::vector<const ObserverReceiver*> served;
     for (const Subscription& subscription : *subscriptions) {
-        const Receiver* receiver = subscription.receiver.get();
+        const ObserverReceiver* receiver = subscription.receiver.get();
         if (!subscription.types.Contains(type)) continue;
         if (std::find(served.begin(), served.end(), receiver) != served.end()) continue;
         served.push_back(receiver);
-        receiver->lane->Post({subscription.receiver, name, type, content});
+        receiver->lane->Post(Delivery(subscription.receiver, message));
     }
     return true;
-}
-
-void ObserverBus::Stop() {
-    {
-        std::unique_lock<std::mutex> lock(mutex_);
-        stopped_ = true;
-        sent_.wait(lock, [this] { return sending_ == 0; });
-    }
-    pool_.Stop(true);
 }
 
 ObserverBus::Topic& ObserverBus::TopicOf(const std::string& observer) {
@@ -161,20 +126,18 @@ ObserverBus::Topic& ObserverBus::TopicOf(const std::string& observer) {
     return topic;
 }
 
-std::shared_ptr<Lane> ObserverBus::LaneOf(const std::string& subscriber) {
-    std::shared_ptr<Lane>& lane = lanes_[subscriber];
-    if (lane == nullptr) lane = std::make_shared<Lane>(subscriber, pool_);
-    return lane;
+std::shared_ptr<Lane> ObserverBus::LaneOf(const std::string& plugin) {
+    return threads_.LaneOf(ZELPlatform::kSubscriberPlugin, plugin);
 }
 
-std::shared_ptr<const Receiver> ObserverBus::ExReceiver(const std::string& plugin, const ExPair& pair) {
-    std::weak_ptr<const Receiver>& known = ex_receivers_[pair];
-    std::shared_ptr<const Receiver> receiver = known.lock();
+std::shared_ptr<const ObserverBus::ObserverReceiver> ObserverBus::ExReceiver(const std::string& plugin,
+                                                                             const ExPair& pair) {
+    std::weak_ptr<const ObserverReceiver>& known = ex_receivers_[pair];
+    std::shared_ptr<const ObserverReceiver> receiver = known.lock();
     if (receiver == nullptr) {
-        receiver = std::make_shared<const Receiver>(
-            LaneOf(plugin),
-            [cb = pair.first, user_data = pair.second](const std::string& name, int type, const Content& content) {
-                cb(name, type, content, user_data);
+        receiver = std::make_shared<const ObserverReceiver>(
+            LaneOf(plugin), [cb = pair.first, user_data = pair.second](const ObserverMessage& message) {
+                cb(*message.observer, message.type, message.content, user_data);
             });
         known = receiver;
     }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <condition_variable>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -9,23 +8,34 @@
 #include <utility>
 #include <vector>
 
-#include "Mox/Base/ThreadPool.h"
 #include "ZELPlatform/MsgBus.h"
-#include "standalone/bus/Lane.h"
+#include "standalone/bus/BusThreads.h"
 #include "standalone/bus/Receiver.h"
 #include "standalone/bus/TypeSet.h"
 
 namespace qarplatform {
 
+struct ObserverMessage final : Message {
+    ObserverMessage(std::shared_ptr<const std::string> its_observer, int its_type,
+                    std::shared_ptr<ZELPlatform::CBaseContent> its_content)
+        : observer(std::move(its_observer)), type(its_type), content(std::move(its_content)) {}
+    std::string Text() const override;
+
+    const std::shared_ptr<const std::string> observer;
+    const int type;
+    const std::shared_ptr<ZELPlatform::CBaseContent> content;
+};
+
 /// The observer half of the bus, within the process. Operations as in ZELPlatform::MsgBus; a message goes to those who
-/// are subscribed when it is sent. Threads: any.
+/// are subscribed when it is sent. None is dropped, however many wait for a subscriber: a change that is lost is never
+/// told again. Threads: any.
 class ObserverBus {
 public:
     using Content = std::shared_ptr<ZELPlatform::CBaseContent>;
     using PlainFunction = ZELPlatform::MsgBus::ChangeMsgNotifyFunc;
     using ExFunction = ZELPlatform::MsgBus::ObserverNotifyFuncEx;
 
-    ObserverBus() = default;
+    explicit ObserverBus(BusThreads& threads) : threads_(threads) {}
     ObserverBus(const ObserverBus&) = delete;
     ObserverBus& operator=(const ObserverBus&) = delete;
 
@@ -40,15 +50,13 @@ public:
     bool UnsubscribeEx(const std::string& plugin, const std::string& observer, const std::set<int>& types);
     bool Notify(const std::string& observer, int type, const Content& content);
 
-    /// Delivers what is queued, then ends the threads; later messages are refused. Not from a callback.
-    void Stop();
-
 private:
+    using ObserverReceiver = ReceiverOf<ObserverMessage>;
     using ExPair = std::pair<ExFunction, void*>;
 
     struct Subscription {
         std::string plugin;
-        std::shared_ptr<const Receiver> receiver;
+        std::shared_ptr<const ObserverReceiver> receiver;
         TypeSet types;
         PlainFunction plain;          // empty in an Ex subscription
         ExPair ex{nullptr, nullptr};  // null in a plain one
@@ -62,26 +70,18 @@ private:
         std::shared_ptr<const Subscriptions> subscriptions;
     };
 
-    /// Keeps Stop waiting while a message is being handed to the lanes.
-    class SendGuard;
-
     // mutex_ is held in these
     Topic& TopicOf(const std::string& observer);
-    std::shared_ptr<Lane> LaneOf(const std::string& subscriber);
-    std::shared_ptr<const Receiver> ExReceiver(const std::string& plugin, const ExPair& pair);
+    std::shared_ptr<Lane> LaneOf(const std::string& plugin);
+    std::shared_ptr<const ObserverReceiver> ExReceiver(const std::string& plugin, const ExPair& pair);
 
-    /// A pool of unbounded size: it ends the threads that a burst of busy subscribers has made.
-    Mox::Base::CMessageLoopDyThreadPool pool_;
+    BusThreads& threads_;
 
     std::mutex mutex_;
-    std::condition_variable sent_;
     // guarded by mutex_
     std::map<std::string, Topic> topics_;
-    std::map<std::string, std::shared_ptr<Lane>> lanes_;  // by subscriber
-    std::map<ExPair, std::weak_ptr<const Receiver>>
+    std::map<ExPair, std::weak_ptr<const ObserverReceiver>>
         ex_receivers_;  // one for each pair, so that its calls stay in one lane
-    int sending_ = 0;
-    bool stopped_ = false;
 };
 
 }  // namespace qarplatform

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "standalone/base/LowerCase.h"
 #include "standalone/database/SqlText.h"
 #include "standalone/log/PlatformLog.h"
 

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <vector>
 
+#include "standalone/base/LowerCase.h"
 #include "standalone/database/sqlite/Database.h"
 
 namespace qarplatform {
@@ -291,12 +292,6 @@ std::optional<StatementTemplate> TakeValuesOut(std::string_view sql) {
 bool IsPlainName(std::string_view name) {
     return !name.empty() && IsLetter(name[0]) &&
            std::all_of(name.begin(), name.end(), [](char c) { return IsLetter(c) || IsDigit(c); });
-}
-
-std::string LowerCase(std::string_view text) {
-    std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(), Lower);
-    return lower;
 }
 
 bool SameName(std::string_view a, std::string_view b) {

@@ -46,9 +46,6 @@ std::optional<StatementTemplate> TakeValuesOut(std::string_view sql);
 /// @return whether a name is made of ASCII letters, digits and underscores and begins with no digit
 bool IsPlainName(std::string_view name);
 
-/// ASCII letters only.
-std::string LowerCase(std::string_view text);
-
 /// @return whether two names are equal but for the case of ASCII letters
 bool SameName(std::string_view a, std::string_view b);
 

@@ -3,6 +3,8 @@
 #include <optional>
 #include <variant>
 
+#include "standalone/base/LowerCase.h"
+
 namespace qarplatform {
 
 using sqlite::Statement;

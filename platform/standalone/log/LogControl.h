@@ -17,6 +17,11 @@ struct LogOptions {
 /// @return false when the file cannot be opened
 bool StartLog(const LogOptions& options, std::string& error);
 
+/// Lets lines show a session's id, which is a secret of 32 letters and digits, masked. The last net under those who
+/// log: they mask it themselves. Threads: any.
+void MaskInLog(const std::string& session_id);
+void UnmaskInLog(const std::string& session_id);
+
 /// Writes out what is queued and closes the log; later lines go to stderr.
 void StopLog();
 

@@ -14,6 +14,7 @@
 #include "standalone/log/LogOutput.h"
 #include "standalone/log/LogWriter.h"
 #include "standalone/log/PlatformLog.h"
+#include "standalone/log/SessionMask.h"
 
 namespace qarplatform {
 
@@ -31,6 +32,7 @@ public:
     bool Wants(int level) const { return level >= level_.load(std::memory_order_relaxed); }
 
     void Write(LogEntry entry) {
+        mask_.Apply(entry.text);
         const std::shared_ptr<LogWriter> writer = Writer();
         if (writer != nullptr && writer->Post(entry)) return;
         std::lock_guard<std::mutex> lock(stderr_mutex_);
@@ -54,6 +56,8 @@ public:
 
     void Stop() { Exchange(nullptr); }
 
+    SessionMask& Mask() { return mask_; }
+
 private:
     std::shared_ptr<LogWriter> Writer() {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -69,6 +73,7 @@ private:
     }
 
     std::atomic<int> level_ = kLogWarning;
+    SessionMask mask_;
 
     std::mutex mutex_;
     std::shared_ptr<LogWriter> writer_;  // guarded by mutex_; null while there is no log
@@ -82,6 +87,10 @@ private:
 bool StartLog(const LogOptions& options, std::string& error) { return Log::Get().Start(options, error); }
 
 void StopLog() { Log::Get().Stop(); }
+
+void MaskInLog(const std::string& session_id) { Log::Get().Mask().Add(session_id); }
+
+void UnmaskInLog(const std::string& session_id) { Log::Get().Mask().Remove(session_id); }
 
 }  // namespace qarplatform
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -7,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "standalone/auth/SessionOptions.h"
 #include "standalone/log/LogControl.h"
 #include "standalone/site/SiteRecords.h"
 
@@ -19,12 +21,26 @@ struct ProbeOptions {
     int connections = 512;  ///< probes under way at a time
 };
 
+/// How users are served.
+struct HttpOptions {
+    std::string address = "127.0.0.1";  ///< IPv4 or IPv6, without brackets
+    uint16_t port = 8080;               ///< 0: a free one
+    std::string certificate_file;       ///< absolute; with key_file: HTTPS, else both ""
+    std::string key_file;               ///< absolute
+    std::size_t connections = 1024;
+    uint64_t body_bytes = uint64_t{64} << 20;
+    std::chrono::seconds answer_timeout{60};
+    SessionOptions sessions;
+
+    bool IsSecure() const { return !certificate_file.empty(); }
+};
+
 /// Longest data_dir in bytes: the host's control socket lies in it, and the address of a socket holds 107.
 constexpr std::size_t kLongestDataDir = 94;
 
-/// A site file, read and tested. Relative paths are made absolute: data_dir and plug-ins' paths from the file's folder,
-/// the log and the database from data_dir. A plug-in given by a bare file name that does not stand beside the site file
-/// keeps that name, for the host's plug-in folder.
+/// A site file, read and tested. Relative paths are made absolute: data_dir, plug-ins' paths, certificate and key from
+/// the file's folder, the log and the database from data_dir. A plug-in given by a bare file name that does not stand
+/// beside the site file keeps that name, for the host's plug-in folder.
 struct SiteFile {
     std::string name;
     std::string data_dir;
@@ -33,6 +49,7 @@ struct SiteFile {
     std::optional<int64_t> clock_origin_ms;
     std::optional<int64_t> clock_start_ms;
     ProbeOptions probe;
+    std::optional<HttpOptions> http;  ///< nothing: users are not served
     Site site;
 };
 

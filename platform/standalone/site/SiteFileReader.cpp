@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "standalone/device/DeviceAddress.h"
+#include "standalone/site/HttpSection.h"
 #include "standalone/site/TomlJson.h"
 #include "standalone/timezone/DaylightRule.h"
 
@@ -46,12 +47,15 @@ SiteFile SiteFileReader::Read() {
     ReadClock();
     ReadDatabase();
     ReadProbe();
+    ReadHttp();
     ReadZones();
     ReadAreas();
     ReadDevices();
     ReadChannels();
     ReadElements();
     ReadPlugins();
+    ReadRoles();
+    ReadUsers();
     root_.ReportUnknown();
     CheckAreaParents();
     CheckReferences();
@@ -157,6 +161,15 @@ void SiteFileReader::ReadProbe() {
         section.Integer("failures", Need::kOptional, 1, 1000, file_.probe.failures);
         section.Integer("connections", Need::kOptional, 4, 10000, file_.probe.connections);
         section.ReportUnknown();
+    }
+}
+
+void SiteFileReader::ReadHttp() {
+    using namespace ZELPlatform::InterfaceCommonData;
+    if (const toml::table* table = root_.Table("http", Need::kOptional)) {
+        TomlSection section(*table, "http", errors_);
+        file_.http = ReadHttpSection(section, folder_);
+        file_.site.access_type = file_.http->IsSecure() ? AccesstypeInfo::kAccessHttps : AccesstypeInfo::kAccessHttp;
     }
 }
 
@@ -314,6 +327,40 @@ void SiteFileReader::ReadPlugins() {
     }
 }
 
+void SiteFileReader::ReadRoles() {
+    roles_ = ListOf("role");
+    for (TomlSection& section : roles_) {
+        RoleRecord role;
+        if (section.Text("name", Need::kRequired, role.name)) {
+            Claim(role_names_, role.name, section, "name");
+        }
+        section.Integers("permissions", Need::kOptional, role.permissions);
+        section.ReportUnknown();
+        file_.site.roles.push_back(role);
+    }
+}
+
+void SiteFileReader::ReadUsers() {
+    users_ = ListOf("user");
+    for (TomlSection& section : users_) {
+        UserRecord user;
+        if (section.Id("id", Need::kRequired, user.id)) {
+            Claim(user_ids_, user.id, section, "id");
+        }
+        if (section.Text("name", Need::kRequired, user.name)) {
+            if (user.name.size() > kLongestUserName) {
+                section.Error("name", "must be at most " + std::to_string(kLongestUserName) + " bytes, found " +
+                                          std::to_string(user.name.size()));
+            }
+            Claim(user_names_, user.name, section, "name");
+        }
+        section.Texts("roles", Need::kOptional, user.roles);
+        section.Id("person", Need::kOptional, user.person);
+        section.ReportUnknown();
+        file_.site.users.push_back(user);
+    }
+}
+
 void SiteFileReader::CheckAreaParents() {
     std::map<int, int> parents;
     for (const AreaRecord& area : file_.site.areas) {
@@ -372,6 +419,13 @@ void SiteFileReader::CheckReferences() {
         }
         if (element.area != 0 && area_ids_.count(element.area) == 0) {
             missing(elements_[i], "area", "area " + std::to_string(element.area));
+        }
+    }
+    for (std::size_t i = 0; i < users_.size(); ++i) {
+        for (const std::string& role : site.users[i].roles) {
+            if (role_names_.count(role) == 0) {
+                missing(users_[i], "roles", "role " + Shown(role));
+            }
         }
     }
 }

@@ -33,6 +33,7 @@ private:
     void ReadClock();
     void ReadDatabase();
     void ReadProbe();
+    void ReadHttp();
     void ReadZones();
     void ReadDaylight(TomlSection& section, ZoneRecord& zone);
     void ReadAreas();
@@ -40,6 +41,8 @@ private:
     void ReadChannels();
     void ReadElements();
     void ReadPlugins();
+    void ReadRoles();
+    void ReadUsers();
 
     void CheckAreaParents();
     void CheckReferences();
@@ -56,9 +59,9 @@ private:
     SiteFileErrors& errors_;
     SiteFile file_;
 
-    Sections zones_, areas_, devices_, channels_, elements_, plugins_;
-    Owners<std::string> zone_names_, guids_, plugin_ids_;
-    Owners<int> area_ids_, device_ids_, channel_ids_, element_ids_;
+    Sections zones_, areas_, devices_, channels_, elements_, plugins_, roles_, users_;
+    Owners<std::string> zone_names_, guids_, plugin_ids_, role_names_, user_names_;
+    Owners<int> area_ids_, device_ids_, channel_ids_, element_ids_, user_ids_;
 };
 
 }  // namespace qarplatform

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "ZELPlatform/BusTypes.h"
 
 namespace qarplatform {
 
@@ -58,13 +61,36 @@ struct PluginRecord {
     std::string config_json;  ///< an object
 };
 
+/// The role whose users may do everything.
+constexpr const char* kAdministratorRole = "Administrator";
+
+struct RoleRecord {
+    std::string name;
+    std::vector<int> permissions;
+};
+
+/// Longest name of a user in bytes.
+constexpr std::size_t kLongestUserName = 128;
+
+struct UserRecord {
+    int id = 0;
+    std::string name;
+    std::vector<std::string> roles;  ///< names
+    int person = 0;                  ///< of a person account; 0: a user account
+    bool has_password = false;       ///< as the store knows; a site file tells none
+};
+
 struct Site {
+    ZELPlatform::InterfaceCommonData::AccesstypeInfo::Accesstype access_type =
+        ZELPlatform::InterfaceCommonData::AccesstypeInfo::kAccessHttp;
     std::vector<ZoneRecord> zones;
     std::vector<AreaRecord> areas;
     std::vector<DeviceRecord> devices;
     std::vector<ChannelRecord> channels;
     std::vector<ElementRecord> elements;
     std::vector<PluginRecord> plugins;
+    std::vector<RoleRecord> roles;
+    std::vector<UserRecord> users;
     std::string database_dir;  ///< absolute
 };
 

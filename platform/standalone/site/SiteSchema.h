@@ -1,15 +1,15 @@
 #pragma once
 
-namespace qarplatform {
+#include <iterator>
 
-/// Version of the site store's tables, kept in the file's user_version.
-constexpr int kSiteSchemaVersion = 1;
+namespace qarplatform {
 
 /// Marks a file as a site store, kept in its application_id: "QARS".
 constexpr int kSiteApplicationId = 0x51415253;
 
-/// Makes the tables in an empty file.
-constexpr const char* kSiteSchema = R"sql(
+/// What brings the tables from each version, kept in the file's user_version, to the next one; the first makes them in
+/// an empty file. What has been released stays as it is, as there are files that were made by it.
+constexpr const char* kSiteSchemaSteps[] = {R"sql(
 CREATE TABLE site (
     one INTEGER PRIMARY KEY CHECK (one = 1),
     origin_ms INTEGER NOT NULL,
@@ -56,6 +56,35 @@ CREATE TABLE plugin (
     id TEXT NOT NULL UNIQUE,
     path TEXT NOT NULL,
     config_json TEXT NOT NULL) STRICT;
-)sql";
+)sql",
+                                            R"sql(
+ALTER TABLE site ADD COLUMN access_type INTEGER NOT NULL DEFAULT 1 CHECK (access_type IN (1, 2));
+CREATE TABLE role (
+    id INTEGER PRIMARY KEY,
+    name TEXT NOT NULL UNIQUE) STRICT;
+CREATE TABLE role_permission (
+    role INTEGER NOT NULL REFERENCES role (id) ON DELETE CASCADE,
+    permission INTEGER NOT NULL,
+    PRIMARY KEY (role, permission)) STRICT, WITHOUT ROWID;
+CREATE TABLE user (
+    id INTEGER PRIMARY KEY,
+    name TEXT NOT NULL UNIQUE,
+    person INTEGER,
+    password TEXT) STRICT;
+CREATE TABLE user_role (
+    user INTEGER NOT NULL REFERENCES user (id) ON DELETE CASCADE,
+    role INTEGER NOT NULL REFERENCES role (id) ON DELETE CASCADE,
+    PRIMARY KEY (user, role)) STRICT, WITHOUT ROWID;
+CREATE TABLE session (
+    number INTEGER PRIMARY KEY AUTOINCREMENT,
+    id TEXT NOT NULL UNIQUE,
+    user INTEGER NOT NULL REFERENCES user (id) ON DELETE CASCADE,
+    client_type INTEGER NOT NULL CHECK (client_type IN (1, 2, 3)),
+    used_s INTEGER NOT NULL) STRICT;
+CREATE INDEX session_of_user ON session (user);
+)sql"};
+
+/// Version of the tables that this program works on.
+constexpr int kSiteSchemaVersion = static_cast<int>(std::size(kSiteSchemaSteps));
 
 }  // namespace qarplatform

@@ -188,6 +188,65 @@ bool TomlSection::Moment(const char* key, Need need, std::optional<int64_t>& val
     return true;
 }
 
+template <class Value, class Read>
+bool TomlSection::ReadList(const char* key, Need need, const char* kind, std::vector<Value>& values, Read read) {
+    const toml::node* node = Find(key, need, kind);
+    if (!node) {
+        return false;
+    }
+    const toml::array* list = node->as_array();
+    if (!list) {
+        WrongType(key, kind, *node);
+        return false;
+    }
+    bool right = true;
+    std::vector<Value> found;
+    for (const toml::node& entry : *list) {
+        Value value{};
+        std::string error = read(entry, value);
+        if (error.empty() && std::find(found.begin(), found.end(), value) != found.end()) {
+            error = "stands in the list already";
+        }
+        found.push_back(value);
+        if (!error.empty()) {
+            right = false;
+            errors_->Add(entry.source().begin.line, KeyPath(key) + "[" + std::to_string(found.size()) + "]", error);
+        }
+    }
+    if (right) {
+        values = std::move(found);
+    }
+    return right;
+}
+
+bool TomlSection::Integers(const char* key, Need need, std::vector<int>& values) {
+    return ReadList(key, need, "a list of whole numbers", values, [](const toml::node& entry, int& value) {
+        const toml::value<int64_t>* number = entry.as_integer();
+        if (!number) {
+            return std::string("must be ") + kInteger + ", found " + KindOf(entry);
+        }
+        if (number->get() < std::numeric_limits<int>::min() || number->get() > std::numeric_limits<int>::max()) {
+            return "must be a number of 32 bits, found " + std::to_string(number->get());
+        }
+        value = static_cast<int>(number->get());
+        return std::string();
+    });
+}
+
+bool TomlSection::Texts(const char* key, Need need, std::vector<std::string>& values) {
+    return ReadList(key, need, "a list of texts", values, [](const toml::node& entry, std::string& value) {
+        const toml::value<std::string>* text = entry.as_string();
+        if (!text) {
+            return std::string("must be ") + kText + ", found " + KindOf(entry);
+        }
+        value = text->get();
+        if (std::any_of(value.begin(), value.end(), IsControl)) {
+            return std::string("must not hold control characters");
+        }
+        return std::string(value.empty() ? "must not be empty" : "");
+    });
+}
+
 const toml::table* TomlSection::Table(const char* key, Need need) {
     const std::string kind = "a section, written [" + KeyPath(key) + "]";
     const toml::node* node = Find(key, need, kind.c_str());

@@ -9,6 +9,7 @@
 #include <set>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 #include "standalone/site/SiteFileErrors.h"
 
@@ -49,6 +50,9 @@ public:
     bool Id(const char* key, Need need, int& value) {
         return Integer(key, need, 1, std::numeric_limits<int>::max(), value);
     }
+    /// A list of whole numbers or texts, none of them twice or empty. @return whether `values` was set
+    bool Integers(const char* key, Need need, std::vector<int>& values);
+    bool Texts(const char* key, Need need, std::vector<std::string>& values);
     /// @return the table of a key; null when it is missing or no table
     const toml::table* Table(const char* key, Need need);
     /// @return the list of tables of a key; null when it is missing or something else
@@ -62,6 +66,8 @@ public:
 private:
     const toml::node* Find(const char* key, Need need, const char* kind);
     bool ReadInteger(const char* key, Need need, int64_t lowest, int64_t highest, int64_t& value);
+    template <class Value, class Read>
+    bool ReadList(const char* key, Need need, const char* kind, std::vector<Value>& values, Read read);
     std::string KeyPath(std::string_view key) const;
     void WrongType(const char* key, const char* kind, const toml::node& node) const;
 

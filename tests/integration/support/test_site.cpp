@@ -41,6 +41,15 @@ void TestSite::AddPlugin(const std::string& id, const std::string& path, const s
     plugins_ += "[[plugin]]\nid = \"" + id + "\"\npath = \"" + path + "\"\n[plugin.config]\n" + config + "\n";
 }
 
+void TestSite::AddFront(const std::string& settings) {
+    front_ = "[http]\naddress = \"127.0.0.1:0\"\n" + settings +
+             "\n[[role]]\nname = \"Administrator\"\npermissions = []\n"
+             "[[role]]\nname = \"guard\"\npermissions = [11, 12]\n"
+             "[[user]]\nid = 1\nname = \"anna\"\nroles = [\"Administrator\"]\n"
+             "[[user]]\nid = 2\nname = \"bert\"\nroles = [\"guard\"]\n"
+             "[[user]]\nid = 3\nname = \"carl\"\nroles = []\nperson = 77\n";
+}
+
 void TestSite::AddRecords(const std::string& zone, const std::string& probe, const std::string& archive) {
     const int channel = kFirstChannel + devices_;
     const int element = kFirstElement + devices_;
@@ -67,7 +76,7 @@ std::string TestSite::Write() const {
         << "[[zone]]\nname = \"east8\"\ndisplay_name = \"UTC+08:00\"\nbias = -480\n"
         << "[[zone]]\nname = \"west530\"\ndisplay_name = \"UTC-05:30\"\nbias = 330\n"
         << "[[area]]\nid = 1\nname = \"Yard\"\n"
-        << records_ << plugins_;
+        << front_ << records_ << plugins_;
     return folder_.Write("site.toml", out.str());
 }
 

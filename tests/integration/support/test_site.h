@@ -37,6 +37,11 @@ public:
     /// Adds a plug-in. @param config  lines of TOML
     void AddPlugin(const std::string& id, const std::string& path, const std::string& config = "");
 
+    /// Adds a front on a free port of loopback, with the users "anna" (1, Administrator), "bert" (2, role "guard" with
+    /// the permissions 11 and 12) and "carl" (3, the account of person 77). None has a password yet.
+    /// @param settings  further lines of its section
+    void AddFront(const std::string& settings = "");
+
     /// Real milliseconds for a whole probe; 2000 at first.
     void SetProbeTimeout(int ms) { probe_timeout_ms_ = ms; }
     /// Scaled seconds between two probes of a device; kProbeS at first.
@@ -67,6 +72,7 @@ private:
     std::vector<std::unique_ptr<demo::SimulatedCamera>> cameras_;
     std::string records_;
     std::string plugins_;
+    std::string front_;
     int devices_ = 0;
     int probe_timeout_ms_ = 2000;
     std::int64_t probe_period_s_ = kProbeS;

@@ -8,11 +8,13 @@
 #include <fstream>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 
 #include "platform/PlatformUnderTest.h"
 #include "platform/standalone/Listener.h"
+#include "platform/standalone/Users.h"
 #include "standalone/base/Clock.h"
 #include "standalone/base/ThreadPoolControl.h"
 #include "standalone/base/TimerStatus.h"
@@ -74,6 +76,7 @@ const auto* const g_stop_at_the_end = ::testing::AddGlobalTestEnvironment(new St
 class StandalonePlatformUnderTest : public PlatformUnderTest {
 public:
     ~StandalonePlatformUnderTest() override {
+        users_.reset();
         qarplatform::DeviceLayer::Get().StopProbes();
         qarplatform::StopLog();
     }
@@ -121,6 +124,16 @@ public:
     }
     void SetGuard(int device, bool guard) override { qarplatform::DeviceLayer::Get().SetGuard(device, guard); }
 
+    void StartFront() override { users_.emplace(folder_.Path()); }
+    std::string LogIn(const std::string& user,
+                      ZELPlatform::InterfaceCommonData::UserSession::ClientType client_type) override {
+        return users_->LogIn(user, client_type);
+    }
+    void LogOut(const std::string& session) override { users_->LogOut(session); }
+    std::unique_ptr<UserCall> Send(const UserRequest& request) override { return users_->Send(request); }
+    void OpenClient(const std::string& session) override { users_->OpenClient(session); }
+    std::vector<Frame> Frames(const std::string& session) override { return users_->Frames(session); }
+
     void SetDatabasePlace(const ZELPlatform::CLocalDBInfo& info) override { qarplatform::SetLocationDBInfo(info); }
 
     qar::SDBParam Database(int number) override {
@@ -148,6 +161,7 @@ private:
 
     TemporaryFolder folder_;
     std::map<int, Listener> listeners_;
+    std::optional<Users> users_;
     qar::SDBForwardArg arg_;
 };
 

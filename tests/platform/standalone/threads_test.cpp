@@ -1,7 +1,6 @@
 // What the interface promises of threads, which a platform without threads of its own cannot show.
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <future>
 #include <memory>
 #include <mutex>
@@ -12,43 +11,11 @@
 #include "Mox/Base/ThreadPool.h"
 #include "ZELPlatform/MsgBus.h"
 #include "platform/PlatformTest.h"
+#include "platform/standalone/Gate.h"
 #include "qarutil/ThreadManager.h"
 
 namespace platform_tests {
 namespace {
-
-constexpr std::chrono::seconds kPatience(20);
-
-/// Holds threads up until it is opened. Shared, so that a thread may leave it after the test.
-class Gate {
-public:
-    /// @return whether it was opened in time
-    bool Pass() {
-        std::unique_lock<std::mutex> lock(mutex_);
-        ++waiting_;
-        changed_.notify_all();
-        return changed_.wait_for(lock, kPatience, [this] { return open_; });
-    }
-    bool WaitForWaiting(int count) {
-        std::unique_lock<std::mutex> lock(mutex_);
-        return changed_.wait_for(lock, kPatience, [&] { return waiting_ >= count; });
-    }
-    int Waiting() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return waiting_;
-    }
-    void Open() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        open_ = true;
-        changed_.notify_all();
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    int waiting_ = 0;
-    bool open_ = false;
-};
 
 class GateTask : public Mox::Base::CTask {
 public:

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 #include "plugins/backfill/RangeQueue.h"
@@ -272,6 +273,61 @@ TEST_F(RangeQueueTest, RandomTellingsFailuresAndSuccessesFetchEverySecondToldAnd
         }
         EXPECT_EQ(done, static_cast<int>(told.size()));
     }
+}
+
+TEST_F(RangeQueueTest, AWaitingPieceThatIsHastenedIsTakenAtOnce) {
+    Add(kCamera, kDevice, Range(10, 20));
+    const auto job = queue_.Take(now_);
+    ASSERT_TRUE(job);
+    queue_.Fail(*job, now_);
+    ASSERT_FALSE(queue_.Take(now_));
+
+    EXPECT_TRUE(queue_.Hasten(kCamera, Range(15, 16), now_));
+
+    EXPECT_EQ(queue_.NextDue(), now_);
+    const auto again = queue_.Take(now_);
+    ASSERT_TRUE(again);
+    EXPECT_EQ(Text(again->range), "t10-t20");
+    EXPECT_EQ(again->attempt, 2);
+}
+
+TEST_F(RangeQueueTest, HasteningWhatIsBeingFetchedChangesNothing) {
+    Add(kCamera, kDevice, Range(10, 20));
+    ASSERT_TRUE(queue_.Take(now_));
+    EXPECT_TRUE(queue_.Hasten(kCamera, Range(10, 20), now_));
+    EXPECT_FALSE(queue_.Take(now_));
+}
+
+TEST_F(RangeQueueTest, HasteningWhatIsNotThereIsRefused) {
+    Add(kCamera, kDevice, Range(10, 20));
+    EXPECT_FALSE(queue_.Hasten(kCamera, Range(20, 30), now_));
+    EXPECT_FALSE(queue_.Hasten(kOtherCamera, Range(10, 20), now_));
+}
+
+TEST_F(RangeQueueTest, ListShowsThePiecesByCameraAndTimeWithTheirAttempts) {
+    Add(kOtherCamera, kOtherDevice, Range(5, 6));
+    Add(kCamera, kDevice, Range(30, 40));
+    Add(kCamera, kDevice, Range(10, 20));
+    const auto job = queue_.Take(now_);
+    ASSERT_TRUE(job);
+    queue_.Fail(*job, now_);
+    const auto running = queue_.Take(now_);
+    ASSERT_TRUE(running);
+
+    std::vector<std::string> lines;
+    for (const RangeQueue::Entry& entry : queue_.List()) {
+        lines.push_back(std::to_string(entry.key.camera) + " " + Text(entry.range) + " " +
+                        std::to_string(entry.attempts) + (entry.running ? " running" : "") +
+                        (entry.due > now_ ? " later" : ""));
+    }
+    ASSERT_EQ(lines.size(), 3U);
+    const std::string failed = std::to_string(job->key.camera) + " " + Text(job->range) + " 1 later";
+    const std::string fetching = std::to_string(running->key.camera) + " " + Text(running->range) + " 0 running";
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), failed), 1);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), fetching), 1);
+    EXPECT_EQ(lines[0].substr(0, 11), "101 t10-t20");
+    EXPECT_EQ(lines[1].substr(0, 11), "101 t30-t40");
+    EXPECT_EQ(lines[2].substr(0, 9), "102 t5-t6");
 }
 
 }  // namespace

@@ -72,6 +72,13 @@ TEST_F(CommandLineTest, DatabaseTakesAFolder) {
     EXPECT_EQ("other", result_.database_dir);
 }
 
+TEST_F(CommandLineTest, PasswordTakesAUser) {
+    ASSERT_TRUE(Parse({"password", "--site", "a.toml", "Bert B."}));
+    EXPECT_EQ(Command::kPassword, result_.command);
+    EXPECT_EQ("a.toml", result_.site);
+    EXPECT_EQ("Bert B.", result_.user);
+}
+
 TEST_F(CommandLineTest, VersionIsPrintedAndEndsWell) {
     EXPECT_FALSE(Parse({"--version"}));
     EXPECT_EQ(kExitOk, exit_code_);
@@ -81,8 +88,8 @@ TEST_F(CommandLineTest, VersionIsPrintedAndEndsWell) {
 TEST_F(CommandLineTest, HelpNamesEachCommandAndEachExitCode) {
     EXPECT_FALSE(Parse({"--help"}));
     EXPECT_EQ(kExitOk, exit_code_);
-    for (const char* text : {"run", "check", "status", "guard", "database", "--version", "Exit codes:", "  0 ", "  1 ",
-                             "  2 ", "  3 ", "  4 ", "  5 "}) {
+    for (const char* text : {"run", "check", "status", "guard", "database", "password", "--version",
+                             "Exit codes:", "  0 ", "  1 ", "  2 ", "  3 ", "  4 ", "  5 "}) {
         EXPECT_NE(std::string::npos, out_.str().find(text)) << text;
     }
 }
@@ -106,6 +113,11 @@ TEST_F(CommandLineTest, ADeviceIdBelowOneIsRefused) { ExpectRefused({"guard", "-
 TEST_F(CommandLineTest, TheFolderOfTheDatabaseIsNeeded) {
     ExpectRefused({"database", "--site", "a"}, "--dir");
     ExpectRefused({"database", "--site", "a", "--dir", ""}, "must not be empty");
+}
+
+TEST_F(CommandLineTest, TheUserOfAPasswordIsNeededAndThePasswordIsNoArgument) {
+    ExpectRefused({"password", "--site", "a"}, "USER");
+    ExpectRefused({"password", "--site", "a", "anna", "secret"}, "secret");
 }
 
 }  // namespace

@@ -28,6 +28,7 @@ HostStatus SomeStatus() {
     status.clock_scale = 600;
     status.clock_now_ms = 1793484000123;
     status.database_dir = "/data/db";
+    status.front = "http://127.0.0.1:8080";
     status.timers = {{"HistoryStateMgr.timer", 60000, 1793484000000, 7}};
     status.devices = {{1, 2001, true, true, false}, {2, 2001, false, false, true}};
     status.plugins = {{"backfill", "started"}};
@@ -44,6 +45,7 @@ protected:
 TEST_F(ControlProtocolTest, StatusTellsEverything) {
     EXPECT_CALL(host_, Status).WillOnce(Return(SomeStatus()));
     EXPECT_EQ(R"({"ok":true,"pid":42,"site":"demo","clock":{"scale":600,"now_ms":1793484000123},"database":"/data/db",)"
+              R"("front":"http://127.0.0.1:8080",)"
               R"("timers":[{"name":"HistoryStateMgr.timer","interval_ms":60000,"started_ms":1793484000000,"ticks":7}],)"
               R"("devices":[{"id":1,"online":true,"guard":true,"clock_known":false},)"
               R"({"id":2,"online":false,"guard":false,"clock_known":true}],)"
@@ -62,6 +64,7 @@ TEST_F(ControlProtocolTest, StatusIsReadBackWhole) {
     EXPECT_EQ(expected.clock_scale, status.clock_scale);
     EXPECT_EQ(expected.clock_now_ms, status.clock_now_ms);
     EXPECT_EQ(expected.database_dir, status.database_dir);
+    EXPECT_EQ(expected.front, status.front);
     ASSERT_EQ(1u, status.timers.size());
     EXPECT_EQ(expected.timers[0].name, status.timers[0].name);
     EXPECT_EQ(expected.timers[0].interval_ms, status.timers[0].interval_ms);

@@ -12,6 +12,7 @@ TEST(StatusTextTest, ShowsEverythingInColumns) {
     status.clock_scale = 600;
     status.clock_now_ms = 1793484000000;
     status.database_dir = "/data/db";
+    status.front = "http://127.0.0.1:8080";
     status.timers = {{"HistoryStateMgr.timer", 60000, 1793484000000, 7}};
     status.devices = {{1, 2001, true, true, true}, {12, 2001, false, false, false}};
     status.plugins = {{"backfill", "started"}};
@@ -19,6 +20,7 @@ TEST(StatusTextTest, ShowsEverythingInColumns) {
         "site demo, pid 42\n"
         "clock 2026-10-31T22:00:00Z, scale 600\n"
         "database /data/db\n"
+        "front http://127.0.0.1:8080\n"
         "\n"
         "DEVICE  ONLINE  GUARD  CLOCK\n"
         "1       yes     on     known\n"

@@ -1,7 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "standalone/site/SiteFile.h"
@@ -13,8 +15,11 @@ using qarplatform::ReadSiteFile;
 using qarplatform::SiteFile;
 using qarplatform::SiteFileError;
 using site_test::SiteFolder;
+using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
+using namespace std::chrono_literals;
+using namespace ZELPlatform::InterfaceCommonData::AccesstypeInfo;
 
 constexpr const char* kWholeSite = R"([site]
 name = "demo"
@@ -35,6 +40,29 @@ period_s = 30
 timeout_ms = 500
 failures = 2
 connections = 64
+[http]
+address = "192.0.2.7:443"
+certificate = "tls/site.pem"
+key = "/etc/site.key"
+connections = 50
+body_limit_mb = 10
+answer_timeout_s = 20
+session_idle_s = 600
+login_tries = 3
+login_window_s = 30
+[[role]]
+name = "Administrator"
+[[role]]
+name = "guard"
+permissions = [7, -1, 2147483647]
+[[user]]
+id = 1
+name = "anna"
+roles = ["guard", "Administrator"]
+[[user]]
+id = 2
+name = "Bert B."
+person = 70
 [[zone]]
 name = "west5"
 display_name = "Five hours west"
@@ -120,6 +148,34 @@ TEST_F(SiteFileTest, EveryKeyIsRead) {
     EXPECT_EQ(file.probe.connections, 64);
     EXPECT_EQ(file.site.database_dir, folder_.At("data/tables"));
 
+    ASSERT_TRUE(file.http.has_value());
+    EXPECT_EQ(file.http->address, "192.0.2.7");
+    EXPECT_EQ(file.http->port, 443);
+    EXPECT_EQ(file.http->certificate_file, folder_.At("tls/site.pem"));
+    EXPECT_EQ(file.http->key_file, "/etc/site.key");
+    EXPECT_TRUE(file.http->IsSecure());
+    EXPECT_EQ(file.http->connections, 50U);
+    EXPECT_EQ(file.http->body_bytes, 10U << 20);
+    EXPECT_EQ(file.http->answer_timeout, 20s);
+    EXPECT_EQ(file.http->sessions.idle, 600s);
+    EXPECT_EQ(file.http->sessions.login_tries, 3);
+    EXPECT_EQ(file.http->sessions.login_window, 30s);
+    EXPECT_EQ(file.site.access_type, kAccessHttps);
+
+    ASSERT_EQ(file.site.roles.size(), 2U);
+    EXPECT_EQ(file.site.roles[0].name, "Administrator");
+    EXPECT_THAT(file.site.roles[0].permissions, IsEmpty());
+    EXPECT_EQ(file.site.roles[1].name, "guard");
+    EXPECT_THAT(file.site.roles[1].permissions, ElementsAre(7, -1, 2147483647));
+    ASSERT_EQ(file.site.users.size(), 2U);
+    EXPECT_EQ(file.site.users[0].id, 1);
+    EXPECT_EQ(file.site.users[0].name, "anna");
+    EXPECT_THAT(file.site.users[0].roles, ElementsAre("guard", "Administrator"));
+    EXPECT_EQ(file.site.users[0].person, 0);
+    EXPECT_EQ(file.site.users[1].name, "Bert B.");
+    EXPECT_THAT(file.site.users[1].roles, IsEmpty());
+    EXPECT_EQ(file.site.users[1].person, 70);
+
     ASSERT_EQ(file.site.zones.size(), 2U);
     EXPECT_EQ(file.site.zones[0].name, "west5");
     EXPECT_EQ(file.site.zones[0].display_name, "Five hours west");
@@ -185,6 +241,45 @@ TEST_F(SiteFileTest, WhatIsLeftOutHasItsDefault) {
     EXPECT_EQ(file.probe.connections, 512);
     EXPECT_EQ(file.site.database_dir, folder_.At("data/db"));
     EXPECT_THAT(file.site.devices, IsEmpty());
+    EXPECT_FALSE(file.http.has_value());
+    EXPECT_EQ(file.site.access_type, kAccessHttp);
+    EXPECT_THAT(file.site.users, IsEmpty());
+}
+
+TEST_F(SiteFileTest, FrontWithNothingSaidListensOnLoopback) {
+    const SiteFile file = Read("[site]\nname = \"x\"\n[http]\n");
+
+    ASSERT_TRUE(file.http.has_value());
+    EXPECT_EQ(file.http->address, "127.0.0.1");
+    EXPECT_EQ(file.http->port, 8080);
+    EXPECT_EQ(file.http->certificate_file, "");
+    EXPECT_EQ(file.http->key_file, "");
+    EXPECT_FALSE(file.http->IsSecure());
+    EXPECT_EQ(file.http->connections, 1024U);
+    EXPECT_EQ(file.http->body_bytes, 64U << 20);
+    EXPECT_EQ(file.http->answer_timeout, 60s);
+    EXPECT_EQ(file.http->sessions.idle, 1800s);
+    EXPECT_EQ(file.http->sessions.login_tries, 5);
+    EXPECT_EQ(file.http->sessions.login_window, 60s);
+    EXPECT_EQ(file.site.access_type, kAccessHttp);
+}
+
+TEST_F(SiteFileTest, LoopbackOfEitherKindNeedsNoCertificateAndAnyPortWillDo) {
+    for (const auto& [text, address, port] :
+         {std::tuple("127.0.0.1:0", "127.0.0.1", 0), std::tuple("127.8.9.10:65535", "127.8.9.10", 65535),
+          std::tuple("[::1]:80", "::1", 80)}) {
+        const SiteFile file = Read(std::string("[site]\nname = \"x\"\n[http]\naddress = \"") + text + "\"\n");
+        ASSERT_TRUE(file.http.has_value());
+        EXPECT_EQ(file.http->address, address);
+        EXPECT_EQ(file.http->port, port);
+    }
+}
+
+TEST_F(SiteFileTest, PlainHttpBeyondThisMachineMustBeAllowed) {
+    const SiteFile file = Read("[site]\nname = \"x\"\n[http]\naddress = \"[::]:8080\"\nplain = true\n");
+    ASSERT_TRUE(file.http.has_value());
+    EXPECT_EQ(file.http->address, "::");
+    EXPECT_FALSE(file.http->IsSecure());
 }
 
 TEST_F(SiteFileTest, AbsolutePathsStay) {
@@ -295,8 +390,8 @@ const Broken kBroken[] = {
     {"NoUtf8", "# \xff\n", {"3: Encountered invalid utf-8 sequence"}},
     {"UnknownSection",
      "[probes]\n",
-     {"3: probes: unknown; known here are area, channel, clock, database, device, element, log, plugin, probe, site, "
-      "zone"}},
+     {"3: probes: unknown; known here are area, channel, clock, database, device, element, http, log, plugin, probe, "
+      "role, site, user, zone"}},
     {"UnknownKey",
      "[probe]\n\nperiod = 3\n",
      {"5: probe.period: unknown; known here are connections, failures, period_s, timeout_ms"}},
@@ -461,6 +556,88 @@ const Broken kBroken[] = {
     {"ConfigThatJsonCannotTell",
      "[[plugin]]\nid = \"p\"\npath = \"p.so\"\n[plugin.config]\na = [1, {b = inf}]\n",
      {"7: plugin[1].config.a[2].b: must be a finite number"}},
+    {"AddressOfTheFront",
+     "[http]\naddress = \"localhost:80\"\n",
+     {"4: http.address: must be an IP address and a port, as in 127.0.0.1:8080 or [::1]:8080, found "
+      "\"localhost:80\""}},
+    {"AddressOfTheFrontWithoutPort",
+     "[http]\naddress = \"127.0.0.1\"\n",
+     {"4: http.address: must be an IP address and a port, as in 127.0.0.1:8080 or [::1]:8080, found \"127.0.0.1\""}},
+    {"AddressOfTheFrontWithoutBrackets",
+     "[http]\naddress = \"::1:80\"\n",
+     {"4: http.address: must be an IP address and a port, as in 127.0.0.1:8080 or [::1]:8080, found \"::1:80\""}},
+    {"AddressOfTheFrontWithBracketsRoundIpv4",
+     "[http]\naddress = \"[127.0.0.1]:80\"\n",
+     {"4: http.address: must be an IP address and a port, as in 127.0.0.1:8080 or [::1]:8080, found "
+      "\"[127.0.0.1]:80\""}},
+    {"AddressOfTheFrontEmpty",
+     "[http]\naddress = \"\"\n",
+     {"4: http.address: must be an IP address and a port, as in 127.0.0.1:8080 or [::1]:8080, found \"\""}},
+    {"AddressOfTheFrontIsAColon",
+     "[http]\naddress = \":80\"\n",
+     {"4: http.address: must be an IP address and a port, as in 127.0.0.1:8080 or [::1]:8080, found \":80\""}},
+    {"PortOfTheFrontTooLarge",
+     "[http]\naddress = \"127.0.0.1:65536\"\n",
+     {"4: http.address: must be an IP address and a port, as in 127.0.0.1:8080 or [::1]:8080, found "
+      "\"127.0.0.1:65536\""}},
+    {"PortOfTheFrontWithSign",
+     "[http]\naddress = \"127.0.0.1:-1\"\n",
+     {"4: http.address: must be an IP address and a port, as in 127.0.0.1:8080 or [::1]:8080, found \"127.0.0.1:-1\""}},
+    {"PlainHttpBeyondThisMachine",
+     "[http]\naddress = \"0.0.0.0:8080\"\n",
+     {"4: http.address: passwords and sessions would leave this machine unencrypted: give certificate and key, or "
+      "allow it by plain = true"}},
+    {"PlainHttpForbiddenBeyondThisMachine",
+     "[http]\naddress = \"[2001:db8::1]:8080\"\nplain = false\n",
+     {"4: http.address: passwords and sessions would leave this machine unencrypted: give certificate and key, or "
+      "allow it by plain = true"}},
+    {"CertificateWithoutKey",
+     "[http]\naddress = \"0.0.0.0:8080\"\ncertificate = \"a.pem\"\n",
+     {"5: http.certificate: certificate and key are needed both or neither"}},
+    {"KeyWithoutCertificate",
+     "[http]\nkey = \"a.key\"\n",
+     {"4: http.key: certificate and key are needed both or neither"}},
+    {"CertificateAndKeyEmpty",
+     "[http]\ncertificate = \"\"\nkey = \"\"\n",
+     {"4: http.certificate: must not be empty", "5: http.key: must not be empty"}},
+    {"NumbersOfTheFront",
+     "[http]\nconnections = 0\nbody_limit_mb = 65537\nanswer_timeout_s = 0\nsession_idle_s = 0\nlogin_tries = "
+     "0\nlogin_window_s = 86401\n",
+     {"4: http.connections: must be 1 to 100000, found 0", "5: http.body_limit_mb: must be 1 to 65536, found 65537",
+      "6: http.answer_timeout_s: must be 1 to 3600, found 0", "7: http.session_idle_s: must be 1 to 31622400, found 0",
+      "8: http.login_tries: must be 1 to 1000, found 0", "9: http.login_window_s: must be 1 to 86400, found 86401"}},
+    {"UnknownKeyOfTheFront",
+     "[http]\nport = 80\n",
+     {"4: http.port: unknown; known here are address, answer_timeout_s, body_limit_mb, certificate, connections, key, "
+      "login_tries, login_window_s, plain, session_idle_s"}},
+    {"RoleWithoutAnything", "[[role]]\n", {"3: role[1].name: missing; must be a text"}},
+    {"RoleTwice",
+     "[[role]]\nname = \"a\"\n[[role]]\nname = \"a\"\n",
+     {"6: role[2].name: \"a\" stands at role[1] already, in line 4"}},
+    {"PermissionsAreNoList",
+     "[[role]]\nname = \"a\"\npermissions = 5\n",
+     {"5: role[1].permissions: must be a list of whole numbers, found a whole number"}},
+    {"PermissionsOfEachWrongKind",
+     "[[role]]\nname = \"a\"\npermissions = [5,\n\"6\",\n2147483648, 5]\n",
+     {"6: role[1].permissions[2]: must be a whole number, found a text",
+      "7: role[1].permissions[3]: must be a number of 32 bits, found 2147483648",
+      "7: role[1].permissions[4]: stands in the list already"}},
+    {"UserWithoutAnything",
+     "[[user]]\n",
+     {"3: user[1].id: missing; must be a whole number", "3: user[1].name: missing; must be a text"}},
+    {"UserTwice",
+     "[[user]]\nid = 1\nname = \"a\"\n[[user]]\nid = 1\nname = \"a\"\n",
+     {"7: user[2].id: 1 stands at user[1] already, in line 4",
+      "8: user[2].name: \"a\" stands at user[1] already, in line 5"}},
+    {"UserWithPasswordInTheFile",
+     "[[user]]\nid = 1\nname = \"a\"\npassword = \"x\"\n",
+     {"6: user[1].password: unknown; known here are id, name, person, roles"}},
+    {"RolesOfAUser",
+     "[[role]]\nname = \"a\"\n[[user]]\nid = 1\nname = \"u\"\nroles = [\"a\", \"b\"]\nperson = 0\n"
+     "[[user]]\nid = 2\nname = \"v\"\nroles = [\"a\", \"\", 3, \"a\", \"\\n\"]\n",
+     {"8: user[1].roles: there is no role \"b\"", "9: user[1].person: must be 1 to 2147483647, found 0",
+      "13: user[2].roles[2]: must not be empty", "13: user[2].roles[3]: must be a text, found a whole number",
+      "13: user[2].roles[4]: stands in the list already", "13: user[2].roles[5]: must not hold control characters"}},
     {"EverythingAtOnceInOrderOfLines",
      "[[element]]\nid = -1\nname = \"e\"\nchannel = 5\narea = 0\n[probe]\nperiod_s = 0\nunknown = 1\n[zone]\n[clock]\n"
      "scale = \"fast\"\n",
@@ -483,6 +660,17 @@ TEST_F(SiteFileTest, SiteSectionAndNameAreNeeded) {
     EXPECT_FALSE(ReadSiteFile(folder_.Write("site.toml", "\n[site]\n"), errors).has_value());
     ASSERT_EQ(errors.size(), 1U);
     EXPECT_EQ(errors[0].Text(), folder_.At("site.toml") + ":2: site.name: missing; must be a text");
+}
+
+TEST_F(SiteFileTest, NameOfAUserHasALimit) {
+    const auto site = [](std::size_t length) {
+        return "[site]\nname=\"x\"\n[[user]]\nid = 1\nname = \"" + std::string(length, 'n') + "\"\n";
+    };
+    EXPECT_EQ(Read(site(128)).site.users.size(), 1U);
+    std::vector<SiteFileError> errors;
+    EXPECT_FALSE(ReadSiteFile(folder_.Write("site.toml", site(129)), errors).has_value());
+    ASSERT_EQ(errors.size(), 1U);
+    EXPECT_EQ(errors[0].Text(), folder_.At("site.toml") + ":5: user[1].name: must be at most 128 bytes, found 129");
 }
 
 TEST_F(SiteFileTest, DeeplyNestedTextIsRefusedAndNotRecursedInto) {

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -18,6 +19,9 @@ using qarplatform::Site;
 using qarplatform::SiteStore;
 using qarplatform::sqlite::Database;
 using site_test::SiteFolder;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using namespace ZELPlatform::InterfaceCommonData::AccesstypeInfo;
 
 constexpr uid_t kNobody = 65534;
 
@@ -32,6 +36,9 @@ Site SmallSite() {
     site.channels = {{101, 1001, "", 1, 1}, {102, 1005, "C-2", 2, 3}};
     site.elements = {{1001, "", "Gate", 101, 2, 0}, {1002, "E-2", "Yard", 102, 1, 77}};
     site.plugins = {{"z", "/z.so", "{}"}, {"a", "/a.so", R"({"x":1})"}};
+    site.roles = {{"guard", {6, 5}}, {"Administrator", {}}, {"nobody's", {7}}};
+    site.users = {{3, "anna", {"Administrator", "guard"}, 0, false}, {2, "bert", {}, 70, false}};
+    site.access_type = kAccessHttps;
     site.database_dir = "/db";
     return site;
 }
@@ -123,6 +130,73 @@ TEST_F(SiteStoreTest, WhatWasImportedIsLoadedFromAnotherObject) {
     ASSERT_EQ(site.plugins.size(), 2U);
     EXPECT_EQ(site.plugins[0].id, "z");
     EXPECT_EQ(site.plugins[1].config_json, R"({"x":1})");
+    ASSERT_EQ(site.roles.size(), 3U);
+    EXPECT_EQ(site.roles[0].name, "guard");
+    EXPECT_THAT(site.roles[0].permissions, ElementsAre(5, 6));
+    EXPECT_EQ(site.roles[1].name, "Administrator");
+    EXPECT_THAT(site.roles[1].permissions, IsEmpty());
+    ASSERT_EQ(site.users.size(), 2U);
+    EXPECT_EQ(site.users[0].id, 2);
+    EXPECT_EQ(site.users[0].name, "bert");
+    EXPECT_THAT(site.users[0].roles, IsEmpty());
+    EXPECT_EQ(site.users[0].person, 70);
+    EXPECT_FALSE(site.users[0].has_password);
+    EXPECT_EQ(site.users[1].id, 3);
+    EXPECT_THAT(site.users[1].roles, ElementsAre("guard", "Administrator"));
+    EXPECT_EQ(site.users[1].person, 0);
+    EXPECT_EQ(site.access_type, kAccessHttps);
+}
+
+TEST_F(SiteStoreTest, AccessTypeIsKept) {
+    {
+        SiteStore store;
+        OpenWithSite(store);
+        EXPECT_TRUE(store.SetAccessType(kAccessHttp, error_)) << error_;
+    }
+    SiteStore store;
+    Open(store);
+    EXPECT_EQ(Load(store).access_type, kAccessHttp);
+}
+
+TEST_F(SiteStoreTest, AccessTypeNeedsASite) {
+    SiteStore store;
+    Open(store);
+    EXPECT_FALSE(store.SetAccessType(kAccessHttp, error_));
+    EXPECT_EQ(error_, path_ + ": no site has been imported yet");
+}
+
+TEST_F(SiteStoreTest, UsersAreImportedIntoAStoreThatHasNoneAndOnlyThere) {
+    SiteStore store;
+    Open(store);
+    Site without = SmallSite();
+    without.roles.clear();
+    without.users.clear();
+    ASSERT_TRUE(store.Import(without, 1, 2, error_)) << error_;
+    EXPECT_TRUE(store.ImportUsers(without, error_)) << error_;
+    EXPECT_THAT(Load(store).users, IsEmpty());
+
+    EXPECT_TRUE(store.ImportUsers(SmallSite(), error_)) << error_;
+    EXPECT_EQ(Load(store).users.size(), 2U);
+    EXPECT_EQ(Load(store).roles.size(), 3U);
+
+    Site other = SmallSite();
+    other.users.push_back({4, "carl", {}, 0, false});
+    EXPECT_TRUE(store.ImportUsers(other, error_)) << error_;
+    EXPECT_EQ(Load(store).users.size(), 2U);
+}
+
+TEST_F(SiteStoreTest, ImportOfUsersThatFailsLeavesNone) {
+    SiteStore store;
+    Open(store);
+    Site site = SmallSite();
+    site.roles.clear();
+    site.users.clear();
+    ASSERT_TRUE(store.Import(site, 1, 2, error_)) << error_;
+    site = SmallSite();
+    site.users[1].id = site.users[0].id;
+    EXPECT_FALSE(store.ImportUsers(site, error_));
+    EXPECT_EQ(error_, path_ + ": UNIQUE constraint failed: user.id");
+    EXPECT_THAT(Load(store).roles, IsEmpty());
 }
 
 TEST_F(SiteStoreTest, MissingGuidsAreMadeOnceAndGivenOnesStay) {
@@ -219,13 +293,13 @@ TEST_F(SiteStoreTest, StoreOfANewerProgramIsRefused) {
     {
         Database newer;
         ASSERT_TRUE(newer.Open(path_, std::chrono::seconds(1)));
-        ASSERT_TRUE(newer.Exec("PRAGMA user_version = 2"));
+        ASSERT_TRUE(newer.Exec("PRAGMA user_version = 3"));
     }
     SiteStore store;
     EXPECT_FALSE(store.Open(path_, error_));
     EXPECT_EQ(error_, path_ +
-                          ": was written by a newer program: its tables have version 2, this program knows versions "
-                          "up to 1");
+                          ": was written by a newer program: its tables have version 3, this program knows versions "
+                          "up to 2");
 }
 
 TEST_F(SiteStoreTest, LockedStoreGivesOneErrorAndWorksAgainAfterwards) {

@@ -1,0 +1,14 @@
+#include "standalone/base/LowerCase.h"
+
+#include <algorithm>
+
+namespace qarplatform {
+
+std::string LowerCase(std::string_view text) {
+    std::string lower(text);
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return lower;
+}
+
+}  // namespace qarplatform

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string_view>
+
+#include "standalone/http/HttpServer.h"
+#include "standalone/http/PostGate.h"
+
+namespace qarplatform {
+
+class HttpConnection;
+
+/// The one answer of a request that was handed on.
+class ClientExchange : public Exchange {
+public:
+    ClientExchange(std::shared_ptr<PostGate> gate, std::weak_ptr<HttpConnection> connection);
+
+    void Send(AnswerHead head, std::string_view body, std::function<void(SendResult)> done) override;
+    void Accept(std::shared_ptr<PushListener> listener) override;
+
+    /// @return whether the caller is who answers the request
+    bool Claim() { return !answered_.exchange(true); }
+
+private:
+    const std::shared_ptr<PostGate> gate_;
+    const std::weak_ptr<HttpConnection> connection_;
+    std::atomic<bool> answered_{false};
+};
+
+}  // namespace qarplatform

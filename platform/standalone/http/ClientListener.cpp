@@ -1,0 +1,114 @@
+#include "standalone/http/ClientListener.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
+
+#include <boost/asio/ip/address.hpp>
+#include <cerrno>
+#include <chrono>
+#include <cstddef>
+#include <cstring>
+#include <utility>  // before Asio: its coroutine header lacks it
+
+namespace qarplatform {
+
+namespace net = boost::asio;
+using boost::system::error_code;
+
+namespace {
+
+constexpr int kTakenAtOnce = 64;
+constexpr std::chrono::milliseconds kBetweenVainTries(100);
+
+bool IsLack(int reason) { return reason == EMFILE || reason == ENFILE || reason == ENOBUFS || reason == ENOMEM; }
+
+std::string AddressText(const net::ip::address& address) {
+    if (address.is_v6() && address.to_v6().is_v4_mapped()) {
+        return net::ip::make_address_v4(net::ip::v4_mapped, address.to_v6()).to_string();
+    }
+    return address.to_string();
+}
+
+}  // namespace
+
+ClientListener::ClientListener(net::io_context& io, ClientFaults& faults,
+                               std::function<void(ClientStream::Socket, const std::string&)> on_client)
+    : faults_(faults), on_client_(std::move(on_client)), acceptor_(io.get_executor()), timer_(io.get_executor()) {}
+
+bool ClientListener::Listen(const std::string& address, uint16_t port, std::string& error) {
+    error_code code;
+    const net::ip::tcp::endpoint endpoint(net::ip::make_address(address, code), port);
+    if (code) {
+        error = "the address " + address + " to listen on is no IP address";
+        return false;
+    }
+    acceptor_.open(endpoint.protocol(), code);
+    if (!code) {
+        ::fcntl(acceptor_.native_handle(), F_SETFD, FD_CLOEXEC);
+        acceptor_.set_option(net::socket_base::reuse_address(true), code);
+    }
+    if (!code) {
+        acceptor_.bind(endpoint, code);
+    }
+    if (!code) {
+        acceptor_.listen(net::socket_base::max_listen_connections, code);
+    }
+    if (!code) {
+        acceptor_.native_non_blocking(true, code);
+    }
+    if (code) {
+        error = "cannot listen on " + address + " port " + std::to_string(port) + ": " + code.message();
+        return false;
+    }
+    return true;
+}
+
+uint16_t ClientListener::Port() const { return acceptor_.local_endpoint().port(); }
+
+void ClientListener::Start() { Await(); }
+
+void ClientListener::Stop() {
+    error_code ignored;
+    acceptor_.close(ignored);
+    timer_.cancel();
+}
+
+void ClientListener::Await() {
+    acceptor_.async_wait(net::socket_base::wait_read, [this](const error_code& error) {
+        if (!error) {
+            TakeIn();
+        }
+    });
+}
+
+void ClientListener::TakeIn() {
+    for (int i = 0; i < kTakenAtOnce && acceptor_.is_open(); ++i) {
+        net::ip::tcp::endpoint remote;
+        auto size = static_cast<socklen_t>(remote.capacity());
+        const int fd = ::accept4(acceptor_.native_handle(), remote.data(), &size, SOCK_NONBLOCK | SOCK_CLOEXEC);
+        if (fd >= 0) {
+            ClientStream::Socket socket(acceptor_.get_executor(), remote.protocol(), fd);
+            error_code ignored;
+            socket.set_option(net::ip::tcp::no_delay(true), ignored);
+            on_client_(std::move(socket), AddressText(remote.address()));
+        } else if (errno == EAGAIN) {
+            break;
+        } else if (IsLack(errno)) {
+            AwaitDescriptors(errno);
+            return;
+        }  // else a client that has gone already
+    }
+    Await();
+}
+
+void ClientListener::AwaitDescriptors(int reason) {
+    faults_.Tell(std::string("clients cannot be taken in: ") + std::strerror(reason), "");
+    timer_.expires_after(kBetweenVainTries);
+    timer_.async_wait([this](const error_code& error) {
+        if (!error) {
+            TakeIn();
+        }
+    });
+}
+
+}  // namespace qarplatform

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <set>
+#include <string>
+#include <tuple>
+
+#include "ZELPlatform/MsgBusEvents.h"
+#include "standalone/http/PushCommand.h"
+
+namespace qarplatform {
+
+/// What a session has subscribed to on the bus, by the bus's own rules of rows. Threads: one at a time.
+class ClientSubscriptions {
+public:
+    /// Most subscriptions of a session: each pair of event, resource type and resource id is one, each message type.
+    static constexpr std::size_t kMax = 10000;
+
+    /// Notes what a command changes.
+    /// @return false when there would be more than kMax, or the command names more; nothing is noted then
+    bool Apply(const PushCommand& command);
+
+    std::size_t Count() const { return pairs_.size() + messages_.size(); }
+    /// @return the events of which there is a subscription
+    std::set<int> Events() const;
+    /// @return the types of notify messages that are subscribed to
+    const std::set<int>& Messages() const { return messages_; }
+
+private:
+    static constexpr int64_t kEvery = INT64_MIN;  // in the place of a resource type or id
+
+    std::set<std::tuple<int, int64_t, int64_t>> pairs_;  // event, resource type, resource id
+    std::set<int> messages_;
+};
+
+}  // namespace qarplatform

@@ -1,0 +1,119 @@
+#include "standalone/http/ErrorBody.h"
+
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include "standalone/http/Utf8.h"
+
+namespace qarplatform {
+
+namespace {
+
+using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
+
+void WriteText(JsonWriter& json, std::string_view text) {
+    json.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+}
+
+}  // namespace
+
+std::string_view StatusText(unsigned status) {
+    switch (status) {
+        case 100:
+            return "Continue";
+        case 101:
+            return "Switching Protocols";
+        case 200:
+            return "OK";
+        case 201:
+            return "Created";
+        case 202:
+            return "Accepted";
+        case 204:
+            return "No Content";
+        case 206:
+            return "Partial Content";
+        case 301:
+            return "Moved Permanently";
+        case 302:
+            return "Found";
+        case 303:
+            return "See Other";
+        case 304:
+            return "Not Modified";
+        case 307:
+            return "Temporary Redirect";
+        case 308:
+            return "Permanent Redirect";
+        case 400:
+            return "Bad Request";
+        case 401:
+            return "Unauthorized";
+        case 403:
+            return "Forbidden";
+        case 404:
+            return "Not Found";
+        case 405:
+            return "Method Not Allowed";
+        case 406:
+            return "Not Acceptable";
+        case 408:
+            return "Request Timeout";
+        case 409:
+            return "Conflict";
+        case 410:
+            return "Gone";
+        case 411:
+            return "Length Required";
+        case 412:
+            return "Precondition Failed";
+        case 413:
+            return "Content Too Large";
+        case 415:
+            return "Unsupported Media Type";
+        case 416:
+            return "Range Not Satisfiable";
+        case 417:
+            return "Expectation Failed";
+        case 422:
+            return "Unprocessable Content";
+        case 426:
+            return "Upgrade Required";
+        case 429:
+            return "Too Many Requests";
+        case 431:
+            return "Request Header Fields Too Large";
+        case 500:
+            return "Internal Server Error";
+        case 501:
+            return "Not Implemented";
+        case 502:
+            return "Bad Gateway";
+        case 503:
+            return "Service Unavailable";
+        case 504:
+            return "Gateway Timeout";
+        case 505:
+            return "HTTP Version Not Supported";
+        case 507:
+            return "Insufficient Storage";
+        default:
+            return "Unknown";
+    }
+}
+
+std::string ErrorBody(unsigned status, std::string_view reason) {
+    rapidjson::StringBuffer buffer;
+    JsonWriter json(buffer);
+    json.StartObject();
+    json.Key("status");
+    json.Uint(status);
+    json.Key("error");
+    WriteText(json, StatusText(status));
+    json.Key("reason");
+    WriteText(json, ReplaceNonUtf8(reason));
+    json.EndObject();
+    return {buffer.GetString(), buffer.GetSize()};
+}
+
+}  // namespace qarplatform
