@@ -1,5 +1,7 @@
 #include "AttemptTable.h"
 
+#include <algorithm>
+
 #include "qar/IDBManager.h"
 
 namespace backfill {
@@ -22,9 +24,18 @@ long long Milliseconds(std::chrono::system_clock::time_point moment) {
     return std::chrono::duration_cast<std::chrono::milliseconds>(moment.time_since_epoch()).count();
 }
 
+std::string OffsetText(long long seconds) {
+    const long long minutes = (seconds < 0 ? -seconds : seconds) / 60;
+    const auto two = [](long long n) { return (n < 10 ? "0" : "") + std::to_string(n); };
+    return (seconds < 0 ? "-" : "+") + two(minutes / 60) + ":" + two(minutes % 60);
+}
+
+std::string CameraOf(const CameraKey& key) {
+    return "camera_id = " + std::to_string(key.camera) + " AND business_type = " + std::to_string(key.busi);
+}
+
 std::string RowOf(const CameraKey& key, const TimeRange& range) {
-    return "camera_id = " + std::to_string(key.camera) + " AND business_type = " + std::to_string(key.busi) +
-           " AND begin_time = " + Quoted(range.begin.iso) + " AND end_time = " + Quoted(range.end.iso);
+    return CameraOf(key) + " AND begin_time = " + Quoted(range.begin.iso) + " AND end_time = " + Quoted(range.end.iso);
 }
 
 }  // namespace
@@ -82,6 +93,42 @@ bool AttemptTable::Update(const CameraKey& key, const TimeRange& range, int atte
     return Execute("UPDATE " + attempt_table_ + " SET attempts = " + std::to_string(attempts) +
                    ", due_ms = " + std::to_string(Milliseconds(due)) + ", last_error = " + Quoted(error) + " WHERE " +
                    RowOf(key, range));
+}
+
+bool AttemptTable::CountPoints(std::map<CameraKey, long long>& counts) {
+    const std::string sql = "SELECT camera_id, business_type, count(*) AS points FROM " + history_table_ +
+                            " GROUP BY camera_id, business_type";
+    return qar::IDBManager::Instance()->ExecuteQuery(plugin_, kConnType, sql, [&counts](db_layer::CConnect* rows) {
+        for (; !rows->IsEnd(); rows->MoveNext()) {
+            const CameraKey key{static_cast<int>(rows->GetInt("camera_id")),
+                                static_cast<int>(rows->GetInt("business_type"))};
+            counts[key] = rows->GetInt("points");
+        }
+    });
+}
+
+bool AttemptTable::LoadPoints(const CameraKey& key, std::vector<HistoryPoint>& points) {
+    const std::string sql = "SELECT camera_state, state_time, differ FROM " + history_table_ + " WHERE " +
+                            CameraOf(key) + " ORDER BY state_time";
+    return qar::IDBManager::Instance()->ExecuteQuery(plugin_, kConnType, sql, [&points](db_layer::CConnect* rows) {
+        for (; !rows->IsEnd(); rows->MoveNext()) {
+            std::string time = rows->GetString("state_time");
+            std::replace(time.begin(), time.end(), ' ', 'T');
+            points.push_back(
+                {time + OffsetText(rows->GetInt("differ")), static_cast<int>(rows->GetInt("camera_state"))});
+        }
+    });
+}
+
+bool AttemptTable::LoadErrors(const CameraKey& key,
+                              std::map<std::pair<std::string, std::string>, std::string>& errors) {
+    const std::string sql = "SELECT begin_time, end_time, last_error FROM " + attempt_table_ + " WHERE " +
+                            CameraOf(key) + " AND last_error <> ''";
+    return qar::IDBManager::Instance()->ExecuteQuery(plugin_, kConnType, sql, [&errors](db_layer::CConnect* rows) {
+        for (; !rows->IsEnd(); rows->MoveNext()) {
+            errors[{rows->GetString("begin_time"), rows->GetString("end_time")}] = rows->GetString("last_error");
+        }
+    });
 }
 
 bool AttemptTable::Delete(const CameraKey& key, const TimeRange& range) {

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "RangeQueue.h"
@@ -14,6 +16,12 @@ struct StoredRange {
     TimeRange range;
     int attempts = 0;
     std::chrono::system_clock::time_point due;  ///< when it may be tried
+};
+
+/// A point of a camera's history.
+struct HistoryPoint {
+    std::string iso;  ///< the device's clock
+    int state = 0;    ///< 1 contact made, 2 found in order
 };
 
 /// The plug-in's tables: the history table, which the library fills, and one row for each told range that is not
@@ -34,6 +42,13 @@ public:
     bool Update(const CameraKey& key, const TimeRange& range, int attempts, std::chrono::system_clock::time_point due,
                 const std::string& error);
     bool Delete(const CameraKey& key, const TimeRange& range);
+
+    /// @param counts  gets the number of history points of each camera that has any
+    bool CountPoints(std::map<CameraKey, long long>& counts);
+    /// @param points  gets a camera's history, in order of time
+    bool LoadPoints(const CameraKey& key, std::vector<HistoryPoint>& points);
+    /// @param errors  gets what the last failed attempt of a range said, by the range's begin and end
+    bool LoadErrors(const CameraKey& key, std::map<std::pair<std::string, std::string>, std::string>& errors);
 
 private:
     bool Execute(const std::string& sql);

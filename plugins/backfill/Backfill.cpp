@@ -22,6 +22,14 @@ int DeviceOf(int camera) {
     return devices->GetChannelInfo(channel, camera, kCameraType) ? channel.n_device_id : kNoDevice;
 }
 
+/// @return name of the camera's device
+std::string CameraName(int camera) {
+    qar::SDeviceDetailInfo device;
+    const auto devices = qar::IPlatformAdapterInterface::Instance()->GetDeviceManagerAPI();
+    return devices->GetDeviceDetailInfo(device, DeviceOf(camera), kDeviceType) ? device.str_device_text_b
+                                                                               : std::string();
+}
+
 CameraSource SourceOf(int device_id) {
     CameraSource source;
     qar::SDeviceDetailInfo device;
@@ -74,14 +82,15 @@ Backfill::Backfill(const std::string& plugin_id, const Config& config, Report re
       report_(std::move(report)),
       table_(plugin_id, config.schema),
       fetcher_(config_),
-      queue_(config.limits) {}
+      queue_(config.limits),
+      page_(plugin_id, *this) {}
 
 Backfill::~Backfill() { Stop(); }
 
 bool Backfill::Start(std::string& error) {
     if (!config_.journal.empty() && !journal_.Open(config_.journal, error)) return false;
-    // one connection for the history, one for each thread of ours
-    if (!qar::IDBManager::Instance()->Initialize(plugin_id_, 2, static_cast<uint32_t>(config_.limits.total))) {
+    // one connection for the history, one for requests, one for each thread of ours
+    if (!qar::IDBManager::Instance()->Initialize(plugin_id_, 3, static_cast<uint32_t>(config_.limits.total))) {
         error = "cannot open the database";
         return false;
     }
@@ -98,6 +107,7 @@ bool Backfill::Start(std::string& error) {
     RestoreOpenRanges();
     threads_.emplace_back([this] { TakeNotices(); });
     for (int i = 0; i < config_.limits.total; ++i) threads_.emplace_back([this] { FetchRanges(); });
+    page_.Open();
     return true;
 }
 
@@ -288,6 +298,42 @@ void Backfill::FinishFailed(const RangeQueue::Job& job, const std::string& error
             ", next in " + std::to_string(pause.count()) + " ms: " + error);
 }
 
+bool Backfill::Cameras(std::vector<Camera>& cameras) {
+    std::map<CameraKey, long long> counts;
+    if (!table_.CountPoints(counts)) return false;
+    for (const int camera : cameras_) {
+        for (const int busi : config_.busi_types) {
+            const CameraKey key{camera, busi};
+            const auto count = counts.find(key);
+            cameras.push_back({key, CameraName(camera), count == counts.end() ? 0 : count->second});
+        }
+    }
+    return true;
+}
+
+bool Backfill::Points(const CameraKey& key, std::vector<HistoryPoint>& points) {
+    return table_.LoadPoints(key, points);
+}
+
+bool Backfill::Errors(const CameraKey& key, std::map<std::pair<std::string, std::string>, std::string>& errors) {
+    return table_.LoadErrors(key, errors);
+}
+
+std::vector<RangeQueue::Entry> Backfill::Pieces() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return queue_.List();
+}
+
+bool Backfill::FetchNow(const CameraKey& key, const TimeRange& range) {
+    bool waits = false;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        waits = queue_.Hasten(key, range, std::chrono::steady_clock::now());
+    }
+    queue_changed_.notify_all();
+    return waits;
+}
+
 // What one piece of work throws must not end the process, nor the work on others.
 template <typename Work>
 void Backfill::Guarded(const Work& work) {
@@ -299,6 +345,7 @@ void Backfill::Guarded(const Work& work) {
 }
 
 void Backfill::Stop() {
+    page_.Close();
     {
         std::lock_guard<std::mutex> lock(mutex_);
         stopping_ = true;

@@ -16,6 +16,7 @@
 #include "Fetcher.h"
 #include "Journal.h"
 #include "RangeQueue.h"
+#include "StatePage.h"
 #include "qar/StateRange.h"
 
 namespace backfill {
@@ -42,13 +43,13 @@ private:
 };
 
 /// Closes the gaps of cameras: takes the ranges that the library tells, fetches each with the configured command, and
-/// deletes from the history what was fetched.
-class Backfill {
+/// deletes from the history what was fetched. Shows its state on a page of the platform's web front.
+class Backfill final : private StateSource {
 public:
     using Report = std::function<void(const std::string& message)>;
 
     Backfill(const std::string& plugin_id, const Config& config, Report report);
-    ~Backfill();
+    ~Backfill() override;
 
     /// Opens the database, registers, names the cameras, goes on with what an earlier run left open, starts the
     /// threads.
@@ -70,6 +71,13 @@ private:
     FetchResult Fetch(const RangeQueue::Job& job);
     void Finish(const RangeQueue::Job& job, const FetchResult& result);
     void FinishFailed(const RangeQueue::Job& job, const std::string& error);
+
+    bool Cameras(std::vector<Camera>& cameras) override;
+    bool Points(const CameraKey& key, std::vector<HistoryPoint>& points) override;
+    bool Errors(const CameraKey& key, std::map<std::pair<std::string, std::string>, std::string>& errors) override;
+    std::vector<RangeQueue::Entry> Pieces() override;
+    bool FetchNow(const CameraKey& key, const TimeRange& range) override;
+
     template <typename Work>
     void Guarded(const Work& work);
 
@@ -92,6 +100,7 @@ private:
     bool database_open_ = false;
     bool registered_ = false;
     std::vector<std::thread> threads_;
+    StatePage page_;
 };
 
 }  // namespace backfill

@@ -146,10 +146,38 @@ std::vector<TimeRange> RangeQueue::ToldBy(const Job& job) const {
     return told;
 }
 
+bool RangeQueue::Hasten(const CameraKey& key, const TimeRange& range, Time now) {
+    const auto found = cameras_.find(key);
+    if (found == cameras_.end()) return false;
+    Camera& camera = found->second;
+    bool any = false;
+    auto piece = FirstBehind(camera.pieces, range.begin.unix_s);
+    for (; piece != camera.pieces.end() && piece->second.range.Overlaps(range); ++piece) {
+        any = true;
+        if (piece->second.running || piece->second.due <= now) continue;
+        std::set<Waiting>& waiting = devices_[camera.device].waiting;
+        waiting.erase({piece->second.due, key, piece->first});
+        waiting.insert({now, key, piece->first});
+        piece->second.due = now;
+    }
+    if (any) UpdateReady(camera.device);
+    return any;
+}
+
 std::size_t RangeQueue::Open() const {
     std::size_t open = 0;
     for (const auto& entry : cameras_) open += entry.second.told.size();
     return open;
+}
+
+std::vector<RangeQueue::Entry> RangeQueue::List() const {
+    std::vector<Entry> entries;
+    for (const auto& [key, camera] : cameras_) {
+        for (const auto& [begin, piece] : camera.pieces) {
+            entries.push_back({key, piece.range, piece.attempts, piece.due, piece.running});
+        }
+    }
+    return entries;
 }
 
 std::chrono::milliseconds RangeQueue::Pause(int attempts) const {

@@ -45,6 +45,15 @@ public:
         int attempt = 1;  ///< counts from 1
     };
 
+    /// A piece as it stands.
+    struct Entry {
+        CameraKey key;
+        TimeRange range;
+        int attempts = 0;  ///< that failed
+        Time due;          ///< when it may be fetched
+        bool running = false;
+    };
+
     explicit RangeQueue(const QueueLimits& limits) : limits_(limits) {}
 
     /// @return whether exactly this range is in the queue
@@ -75,8 +84,15 @@ public:
     /// @return the told ranges that a job serves
     std::vector<TimeRange> ToldBy(const Job& job) const;
 
+    /// Makes the waiting pieces of a range due at once.
+    /// @return false when the queue has no piece of the range; one that is being fetched counts
+    bool Hasten(const CameraKey& key, const TimeRange& range, Time now);
+
     /// @return told ranges that are not fetched yet
     std::size_t Open() const;
+
+    /// @return all pieces, by camera, business type and time
+    std::vector<Entry> List() const;
 
 private:
     struct Piece {
