@@ -24,4 +24,16 @@ std::vector<Comparison> Ranges(const Options& options);
 /// A change message from its post to the end of the subscriber's callback.
 std::vector<Comparison> ChangeMessage(const Options& options);
 
+/// An event from its post to the end of its subscribers' functions, for 1, 10 and 100 of them.
+std::vector<Comparison> EventDelivery(const Options& options);
+
+/// A notify message from its post to the end of its subscribers' functions, for 1, 10 and 100 of them.
+std::vector<Comparison> NotifyDelivery(const Options& options);
+
+/// The session id masked in a URL.
+std::vector<Comparison> Masking(const Options& options);
+
+/// A request of a plug-in's URL over kept-alive connections.
+std::vector<Comparison> Requests(const Options& options);
+
 }  // namespace bench

@@ -28,8 +28,9 @@ constexpr char kUsage[] =
     "  --rows N       rows of the history table (600000)\n"
     "  --rounds N     rounds of what goes over the whole table, the median counts; others have eight times as many (5)\n"
     "  --changes N    time line changes of a round (1000)\n"
-    "  --messages N   change messages of a round (20000)\n"
-    "  --only PART    registration, changes, sweeps, ranges or messages (all)\n"
+    "  --messages N   messages of a round, each subscriber's counted (20000)\n"
+    "  --requests N   HTTP requests of a round (10000)\n"
+    "  --only PART    registration, changes, sweeps, ranges, messages, events, notifies, masking or requests (all)\n"
     "  --folder DIR   where the databases lie, on the disk that is to be measured (a new folder in the temporary one)\n"
     "Exit codes: 0 every ratio is within its limit, 1 one is not or something failed, 2 wrong options.\n";
 
@@ -47,11 +48,8 @@ bool ReadOptions(int argc, char** argv, bench::Options& options) {
     const struct {
         const char* name;
         int& number;
-    } numbers[] = {{"--cameras", options.cameras},
-                   {"--rows", options.rows},
-                   {"--rounds", options.rounds},
-                   {"--changes", options.changes},
-                   {"--messages", options.messages}};
+    } numbers[] = {{"--cameras", options.cameras}, {"--rows", options.rows},         {"--rounds", options.rounds},
+                   {"--changes", options.changes}, {"--messages", options.messages}, {"--requests", options.requests}};
     for (int i = 1; i < argc; i += 2) {
         if (i + 1 == argc) {
             return false;
@@ -72,7 +70,8 @@ bool ReadOptions(int argc, char** argv, bench::Options& options) {
             return false;
         }
     }
-    static constexpr std::string_view kParts[] = {"", "registration", "changes", "sweeps", "ranges", "messages"};
+    static constexpr std::string_view kParts[] = {"",         "registration", "changes",  "sweeps",  "ranges",
+                                                  "messages", "events",       "notifies", "masking", "requests"};
     return std::find(std::begin(kParts), std::end(kParts), options.only) != std::end(kParts) &&
            options.rows >= options.cameras * bench::kBusiTypes;
 }
@@ -101,7 +100,8 @@ int main(int argc, char** argv) {
             all.insert(all.end(), comparisons.begin(), comparisons.end());
         }
     };
-    if (options.only != "messages") {
+    static constexpr std::string_view kWithoutTables[] = {"messages", "events", "notifies", "masking", "requests"};
+    if (std::find(std::begin(kWithoutTables), std::end(kWithoutTables), options.only) == std::end(kWithoutTables)) {
         bench::HistoryTables tables(options);
         bench::LoadSite(options);
         take("registration", [&] { return bench::Registration(options, tables); });
@@ -110,6 +110,10 @@ int main(int argc, char** argv) {
         take("ranges", [&] { return bench::Ranges(options); });
     }
     take("messages", [&] { return bench::ChangeMessage(options); });
+    take("events", [&] { return bench::EventDelivery(options); });
+    take("notifies", [&] { return bench::NotifyDelivery(options); });
+    take("masking", [&] { return bench::Masking(options); });
+    take("requests", [&] { return bench::Requests(options); });
     bench::PrintTable(all);
 
     qar::IDBManager::Instance()->Finalize(bench::kPlugin);
