@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <list>
@@ -72,7 +73,12 @@ public:
         }
         return types;
     }
-    std::size_t Marks() const { return All().size() - Types().size(); }
+    std::size_t Marks() const {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return static_cast<std::size_t>(std::count_if(received_.begin(), received_.end(), [](const auto& info) {
+            return info->GetTypeValue() == kMark;
+        }));
+    }
     bool CalledInsideAnOperation() const { return called_in_bus_; }
 
 private:
