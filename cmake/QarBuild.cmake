@@ -59,17 +59,6 @@ function(qar_sources out)
     set(${out} "${found}" PARENT_SCOPE)
 endfunction()
 
-# qar_lighten_sanitizing(<file>...): leaves out those checks for undefined behaviour that take a third of the compile
-# time of a source with very many templates. For targets of the calling folder alone.
-function(qar_lighten_sanitizing)
-    if(QAR_SANITIZE STREQUAL "address-undefined")
-        set_property(
-            SOURCE ${ARGV}
-            APPEND
-            PROPERTY COMPILE_OPTIONS -fno-sanitize=null,alignment,vptr,object-size)
-    endif()
-endfunction()
-
 # qar_add_library(<name> OBJECT|STATIC|SHARED FOLDER <dir> [EXCLUDE <file>...]): a library of all sources of a folder
 function(qar_add_library name kind)
     qar_sources(sources ${ARGN})
