@@ -26,16 +26,34 @@ function(qar_precompile_mocks name)
     target_precompile_headers(${name} PRIVATE "${CMAKE_SOURCE_DIR}/platform/mock/Platform.h")
 endfunction()
 
+# qar_leave_threaded(<list of sources>): takes out the tests that never speak of threads, for the thread sanitizer, which
+# has nothing to find in them and is slow to build
+function(qar_leave_threaded list)
+    set(left "")
+    foreach(source IN LISTS ${list})
+        file(STRINGS "${source}" threads REGEX "thread|async" LIMIT_COUNT 1)
+        if(threads OR NOT source MATCHES "_test\\.cpp$")
+            list(APPEND left "${source}")
+        endif()
+    endforeach()
+    set(${list} "${left}" PARENT_SCOPE)
+endfunction()
+
 qar_sources(sources FOLDER tests/unit)
+if(QAR_SANITIZE STREQUAL "thread")
+    qar_leave_threaded(sources)
+endif()
 qar_add_test_program(unit_tests "${sources}" qar_objects MockPlatform)
 qar_precompile_mocks(unit_tests)
 target_link_options(unit_tests PRIVATE LINKER:--wrap=_ZnwmRKSt9nothrow_t) # tests/unit/qarcommonbiz/nothrow_new.cpp
 
 # Random sequences beside a model of the state history. QAR_SEQUENCES and QAR_SEED set others at run time.
-qar_sources(sources FOLDER tests/model)
-qar_add_test_program(model_tests "${sources}" qar_objects MockPlatform)
-qar_precompile_mocks(model_tests)
-target_compile_options(model_tests PRIVATE -O1) # the sequences cost more than the compiling
+if(NOT QAR_SANITIZE STREQUAL "thread") # they run on one
+    qar_sources(sources FOLDER tests/model)
+    qar_add_test_program(model_tests "${sources}" qar_objects MockPlatform)
+    qar_precompile_mocks(model_tests)
+    target_compile_options(model_tests PRIVATE -O1) # the sequences cost more than the compiling
+endif()
 
 qar_sources(shared_sources FOLDER tests/platform FLAT)
 qar_sources(sources FOLDER tests/platform/mock)
