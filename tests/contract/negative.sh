@@ -84,7 +84,7 @@ must_fail "a library without debug information" \
 # --- slot tables and record layouts ----------------------------------------------------------------------------------
 
 contract_tests() {
-    g++ -std=c++20 -I"$work/include" -I"$work/platform" "$here"/vtable_slots_test.cpp "$here"/record_layouts_test.cpp \
+    g++ -std=c++20 -I"$work/include" -I"$work/platform" -I"$root/tests" "$here"/vtable_slots_test.cpp "$here"/record_layouts_test.cpp \
         -o "$work/contract_tests" -Wl,--unresolved-symbols=ignore-all -lgtest -lgtest_main -pthread &&
         "$work/contract_tests"
 }
