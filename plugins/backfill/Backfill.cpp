@@ -89,7 +89,7 @@ Backfill::~Backfill() { Stop(); }
 
 bool Backfill::Start(std::string& error) {
     if (!config_.journal.empty() && !journal_.Open(config_.journal, error)) return false;
-    // one connection for the history, one for requests, one for each thread of ours
+    // one connection for the history, one for the page, one for each thread of ours
     if (!qar::IDBManager::Instance()->Initialize(plugin_id_, 3, static_cast<uint32_t>(config_.limits.total))) {
         error = "cannot open the database";
         return false;
@@ -298,30 +298,31 @@ void Backfill::FinishFailed(const RangeQueue::Job& job, const std::string& error
             ", next in " + std::to_string(pause.count()) + " ms: " + error);
 }
 
-bool Backfill::Cameras(std::vector<Camera>& cameras) {
-    std::map<CameraKey, long long> counts;
-    if (!table_.CountPoints(counts)) return false;
+std::vector<StateSource::Camera> Backfill::Cameras() {
+    std::vector<Camera> cameras;
     for (const int camera : cameras_) {
-        for (const int busi : config_.busi_types) {
-            const CameraKey key{camera, busi};
-            const auto count = counts.find(key);
-            cameras.push_back({key, CameraName(camera), count == counts.end() ? 0 : count->second});
-        }
+        const std::string name = CameraName(camera);
+        for (const int busi : config_.busi_types) cameras.push_back({{camera, busi}, name});
     }
-    return true;
+    return cameras;
 }
+
+bool Backfill::CountPoints(std::map<CameraKey, long long>& counts) { return table_.CountPoints(counts); }
 
 bool Backfill::Points(const CameraKey& key, std::vector<HistoryPoint>& points) {
     return table_.LoadPoints(key, points);
 }
 
-bool Backfill::Errors(const CameraKey& key, std::map<std::pair<std::string, std::string>, std::string>& errors) {
-    return table_.LoadErrors(key, errors);
+bool Backfill::Errors(const CameraKey& key, ErrorTexts& errors) { return table_.LoadErrors(key, errors); }
+
+std::vector<RangeQueue::Entry> Backfill::Pieces(const CameraKey& key) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return queue_.List(key);
 }
 
-std::vector<RangeQueue::Entry> Backfill::Pieces() {
+std::map<CameraKey, RangeQueue::Sum> Backfill::Sums() {
     std::lock_guard<std::mutex> lock(mutex_);
-    return queue_.List();
+    return queue_.Sums();
 }
 
 bool Backfill::FetchNow(const CameraKey& key, const TimeRange& range) {

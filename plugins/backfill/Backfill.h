@@ -72,10 +72,12 @@ private:
     void Finish(const RangeQueue::Job& job, const FetchResult& result);
     void FinishFailed(const RangeQueue::Job& job, const std::string& error);
 
-    bool Cameras(std::vector<Camera>& cameras) override;
+    std::vector<Camera> Cameras() override;
+    bool CountPoints(std::map<CameraKey, long long>& counts) override;
     bool Points(const CameraKey& key, std::vector<HistoryPoint>& points) override;
-    bool Errors(const CameraKey& key, std::map<std::pair<std::string, std::string>, std::string>& errors) override;
-    std::vector<RangeQueue::Entry> Pieces() override;
+    bool Errors(const CameraKey& key, ErrorTexts& errors) override;
+    std::vector<RangeQueue::Entry> Pieces(const CameraKey& key) override;
+    std::map<CameraKey, RangeQueue::Sum> Sums() override;
     bool FetchNow(const CameraKey& key, const TimeRange& range) override;
 
     template <typename Work>

@@ -170,14 +170,30 @@ std::size_t RangeQueue::Open() const {
     return open;
 }
 
-std::vector<RangeQueue::Entry> RangeQueue::List() const {
+std::vector<RangeQueue::Entry> RangeQueue::List(const CameraKey& key) const {
     std::vector<Entry> entries;
-    for (const auto& [key, camera] : cameras_) {
-        for (const auto& [begin, piece] : camera.pieces) {
-            entries.push_back({key, piece.range, piece.attempts, piece.due, piece.running});
-        }
+    const auto camera = cameras_.find(key);
+    if (camera == cameras_.end()) return entries;
+    entries.reserve(camera->second.pieces.size());
+    for (const auto& [begin, piece] : camera->second.pieces) {
+        entries.push_back({piece.range, piece.attempts, piece.due, piece.running});
     }
     return entries;
+}
+
+std::map<CameraKey, RangeQueue::Sum> RangeQueue::Sums() const {
+    std::map<CameraKey, Sum> sums;
+    for (const auto& [key, camera] : cameras_) {
+        if (camera.pieces.empty()) continue;
+        Sum& sum = sums[key];
+        for (const auto& [begin, piece] : camera.pieces) {
+            ++sum.pieces;
+            sum.running += piece.running ? 1 : 0;
+            sum.seconds += piece.range.end.unix_s - piece.range.begin.unix_s;
+            sum.attempts = std::max(sum.attempts, piece.attempts);
+        }
+    }
+    return sums;
 }
 
 std::chrono::milliseconds RangeQueue::Pause(int attempts) const {

@@ -47,11 +47,18 @@ public:
 
     /// A piece as it stands.
     struct Entry {
-        CameraKey key;
         TimeRange range;
         int attempts = 0;  ///< that failed
         Time due;          ///< when it may be fetched
         bool running = false;
+    };
+
+    /// The pieces of a camera, summed up.
+    struct Sum {
+        long long pieces = 0;
+        long long running = 0;
+        long long seconds = 0;
+        int attempts = 0;  ///< most that failed
     };
 
     explicit RangeQueue(const QueueLimits& limits) : limits_(limits) {}
@@ -91,8 +98,11 @@ public:
     /// @return told ranges that are not fetched yet
     std::size_t Open() const;
 
-    /// @return all pieces, by camera, business type and time
-    std::vector<Entry> List() const;
+    /// @return a camera's pieces, by time; no two overlap
+    std::vector<Entry> List(const CameraKey& key) const;
+
+    /// @return the cameras that have pieces
+    std::map<CameraKey, Sum> Sums() const;
 
 private:
     struct Piece {

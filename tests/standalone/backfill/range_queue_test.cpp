@@ -21,6 +21,10 @@ Moment At(int64_t second) { return Moment{"t" + std::to_string(second), second};
 TimeRange Range(int64_t begin, int64_t end) { return {At(begin), At(end)}; }
 
 std::string Text(const TimeRange& range) { return range.begin.iso + "-" + range.end.iso; }
+std::string Text(const RangeQueue::Sum& sum) {
+    return std::to_string(sum.pieces) + " pieces, " + std::to_string(sum.running) + " running, " +
+           std::to_string(sum.seconds) + " s, " + std::to_string(sum.attempts) + " attempts";
+}
 std::vector<std::string> Texts(const std::vector<TimeRange>& ranges) {
     std::vector<std::string> texts;
     for (const TimeRange& range : ranges) texts.push_back(Text(range));
@@ -30,6 +34,26 @@ std::vector<std::string> Texts(const std::vector<TimeRange>& ranges) {
 class RangeQueueTest : public testing::Test {
 protected:
     void Add(const CameraKey& key, int device, const TimeRange& range) { queue_.Add(key, device, range, 0, now_); }
+
+    /// The first camera's first piece fails, its next one is being fetched.
+    void FailFirstAndTakeNext() {
+        const auto failed = queue_.Take(now_);
+        ASSERT_TRUE(failed);
+        EXPECT_EQ(failed->key, kCamera);
+        queue_.Fail(*failed, now_);
+        const auto running = queue_.Take(now_);
+        ASSERT_TRUE(running);
+        EXPECT_EQ(running->key, kCamera);
+    }
+
+    std::vector<std::string> Lines(const CameraKey& key) const {
+        std::vector<std::string> lines;
+        for (const RangeQueue::Entry& entry : queue_.List(key)) {
+            lines.push_back(Text(entry.range) + " " + std::to_string(entry.attempts) +
+                            (entry.running ? " running" : "") + (entry.due > now_ ? " later" : ""));
+        }
+        return lines;
+    }
 
     QueueLimits limits_{1, 4, milliseconds(1000), milliseconds(8000)};
     RangeQueue queue_{limits_};
@@ -304,30 +328,36 @@ TEST_F(RangeQueueTest, HasteningWhatIsNotThereIsRefused) {
     EXPECT_FALSE(queue_.Hasten(kOtherCamera, Range(10, 20), now_));
 }
 
-TEST_F(RangeQueueTest, ListShowsThePiecesByCameraAndTimeWithTheirAttempts) {
+TEST_F(RangeQueueTest, ListShowsThePiecesOfOneCameraByTimeWithTheirAttempts) {
     Add(kOtherCamera, kOtherDevice, Range(5, 6));
     Add(kCamera, kDevice, Range(30, 40));
     Add(kCamera, kDevice, Range(10, 20));
+    FailFirstAndTakeNext();
+
+    EXPECT_EQ(Lines(kCamera), (std::vector<std::string>{"t10-t20 1 later", "t30-t40 0 running"}));
+    EXPECT_EQ(Lines(kOtherCamera), std::vector<std::string>{"t5-t6 0"});
+    EXPECT_EQ(Lines({101, 2}), std::vector<std::string>());
+}
+
+TEST_F(RangeQueueTest, SumsAreOfTheCamerasThatHavePieces) {
+    Add(kOtherCamera, kOtherDevice, Range(5, 6));
+    Add(kCamera, kDevice, Range(30, 40));
+    Add(kCamera, kDevice, Range(10, 25));
+    FailFirstAndTakeNext();
+
+    const auto sums = queue_.Sums();
+    ASSERT_EQ(sums.size(), 2U);
+    EXPECT_EQ(Text(sums.at(kCamera)), "2 pieces, 1 running, 25 s, 1 attempts");
+    EXPECT_EQ(Text(sums.at(kOtherCamera)), "1 pieces, 0 running, 1 s, 0 attempts");
+}
+
+TEST_F(RangeQueueTest, WhatWasFetchedIsInNoListAndNoSum) {
+    Add(kCamera, kDevice, Range(10, 20));
     const auto job = queue_.Take(now_);
     ASSERT_TRUE(job);
-    queue_.Fail(*job, now_);
-    const auto running = queue_.Take(now_);
-    ASSERT_TRUE(running);
-
-    std::vector<std::string> lines;
-    for (const RangeQueue::Entry& entry : queue_.List()) {
-        lines.push_back(std::to_string(entry.key.camera) + " " + Text(entry.range) + " " +
-                        std::to_string(entry.attempts) + (entry.running ? " running" : "") +
-                        (entry.due > now_ ? " later" : ""));
-    }
-    ASSERT_EQ(lines.size(), 3U);
-    const std::string failed = std::to_string(job->key.camera) + " " + Text(job->range) + " 1 later";
-    const std::string fetching = std::to_string(running->key.camera) + " " + Text(running->range) + " 0 running";
-    EXPECT_EQ(std::count(lines.begin(), lines.end(), failed), 1);
-    EXPECT_EQ(std::count(lines.begin(), lines.end(), fetching), 1);
-    EXPECT_EQ(lines[0].substr(0, 11), "101 t10-t20");
-    EXPECT_EQ(lines[1].substr(0, 11), "101 t30-t40");
-    EXPECT_EQ(lines[2].substr(0, 9), "102 t5-t6");
+    queue_.Succeed(*job);
+    EXPECT_TRUE(queue_.List(kCamera).empty());
+    EXPECT_TRUE(queue_.Sums().empty());
 }
 
 }  // namespace
