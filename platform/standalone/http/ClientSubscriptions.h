@@ -18,8 +18,13 @@ public:
     /// Most subscriptions of a session: each pair of event, resource type and resource id is one, each message type.
     static constexpr std::size_t kMax = 10000;
 
-    /// Notes what a command changes.
-    /// @return false when there would be more than kMax, or the command names more; nothing is noted then
+    /// @return whether a command names no more than kMax
+    static bool NamesFew(const PushCommand& command);
+
+    /// Notes what a command changes. Costs what the command names and ends, not what is noted already; one that ends
+    /// ids of any type costs what is noted of its events.
+    /// @return false when there would be more than kMax, or the command names more; nothing is noted then, nor when
+    ///         the memory is at an end
     bool Apply(const PushCommand& command);
 
     std::size_t Count() const { return pairs_.size() + messages_.size(); }
@@ -29,9 +34,16 @@ public:
     const std::set<int>& Messages() const { return messages_; }
 
 private:
+    using Pairs = std::set<std::tuple<int, int64_t, int64_t>>;  // event, resource type, resource id
+
     static constexpr int64_t kEvery = INT64_MIN;  // in the place of a resource type or id
 
-    std::set<std::tuple<int, int64_t, int64_t>> pairs_;  // event, resource type, resource id
+    bool Add(const PushCommand& command);
+    void Remove(const PushCommand& command);
+    void RemoveOfAnyType(int event, const std::set<unsigned int>& ids);
+    void RemoveOfType(int event, int64_t type, const std::set<unsigned int>& ids);
+
+    Pairs pairs_;
     std::set<int> messages_;
 };
 

@@ -280,18 +280,19 @@ CMsgSubscribeInfo PushBoard::Impl::Row(const std::string& session, int event, co
 
 // @return what is wrong; "" when all holds
 std::string PushBoard::Impl::Subscribe(const std::string& session, Client& client, const PushCommand& command) {
-    ClientSubscriptions after = client.subscriptions;
-    if (!after.Apply(command)) return "more than " + std::to_string(ClientSubscriptions::kMax) + " subscriptions";
+    // Noted before the bus begins it, and until the bus was told to end it, also when the bus refuses: ending what is
+    // not there is no error, forgetting what is there would be one.
+    const bool fits = command.subscribe ? client.subscriptions.Apply(command) : ClientSubscriptions::NamesFew(command);
+    if (!fits) return "more than " + std::to_string(ClientSubscriptions::kMax) + " subscriptions";
     std::list<CMsgSubscribeInfo> rows;
     for (const int event : command.events) rows.push_back(Row(session, event, command));
     std::list<CMsgSubScribeErrorInfo> errors;
     bool done = rows.empty() || bus_.update_subscribe_list(errors, rows);
-    // noted also when the bus refused: ending what is not there is no error, forgetting what is there would be one
-    client.subscriptions = std::move(after);
     if (done && !command.messages.empty()) {
         const auto info = MessageInfo(session, command.messages);
         done = command.subscribe ? bus_.subscribe_msg(info) : bus_.unsubscribe_msg(info);
     }
+    if (!command.subscribe) client.subscriptions.Apply(command);
     return done ? "" : "the bus takes no subscriptions any more";
 }
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <new>
 #include <set>
 #include <string>
 #include <thread>
@@ -99,6 +100,7 @@ protected:
                                  " ids " + Join(row.GetValresourceIDs()));
                 if (begins) event_function_ = row.GetValsubscriber().GetValcallbackFunction();
             }
+            if (fails_) throw std::bad_alloc();
             return takes_;
         };
         bus.subscribe_msg = [this](const std::shared_ptr<CMsgSubscribedInfo>& info) {
@@ -139,6 +141,7 @@ protected:
     std::set<std::string> sessions_{"a", "b"};
     std::vector<std::string> calls_;
     bool takes_ = true;
+    bool fails_ = false;
     ZELPlatform::MsgBus::EventNotifyFunc event_function_;
     CMsgSubscribedInfo::Callback notify_function_;
     PushBoard board_;
@@ -297,6 +300,41 @@ TEST_F(PushBoardTest, RefusalOfTheBusIsTold) {
     client.listener->Received(R"({"subscribe":{"messages":[1]}})");
     const std::string refusal = R"({"error":"the bus takes no subscriptions any more"})";
     EXPECT_THAT(client.channel->Texts(), ElementsAre(refusal, refusal));
+}
+
+TEST_F(PushBoardTest, RefusedCommandChangesNothingOfWhatIsEndedLater) {
+    const Client client = Open("a");
+    std::string ids = "0";
+    for (int i = 1; i < 9999; ++i) ids += "," + std::to_string(i);
+    client.listener->Received(R"({"subscribe":{"events":[1],"resource_ids":[)" + ids + "]}}");
+    TakeCalls();
+    client.listener->Received(R"({"subscribe":{"events":[2,3]}})");
+    client.listener->Received(R"({"subscribe":{"events":[4],"messages":[1]}})");
+    client.listener->Received(R"({"unsubscribe":{"events":[1],"resource_types":[1,2],"resource_ids":[)" + ids + "]}}");
+    const std::string refusal = R"({"error":"more than 10000 subscriptions"})";
+    EXPECT_THAT(client.channel->Texts(), ElementsAre(refusal, refusal, refusal));
+    EXPECT_THAT(TakeCalls(), IsEmpty());
+    client.listener->Received(R"({"subscribe":{"events":[5]}})");
+    EXPECT_THAT(client.channel->Texts(), SizeIs(3)) << "there is room for one still";
+    TakeCalls();
+    client.listener->Closed();
+    EXPECT_THAT(TakeCalls(), ElementsAre("a -event 1 types  ids ", "a -event 5 types  ids ", "a -messages "));
+}
+
+TEST_F(PushBoardTest, WhatTheBusDidNotGetToIsEndedWithTheSocket) {
+    const Client client = Open("a");
+    client.listener->Received(R"({"subscribe":{"events":[1]}})");
+    fails_ = true;
+    for (const char* const text : {R"({"unsubscribe":{"events":[1]}})", R"({"subscribe":{"events":[2]}})"}) {
+        try {
+            client.listener->Received(text);
+        } catch (const std::bad_alloc&) {  // what becomes of it is the server's
+        }
+    }
+    fails_ = false;
+    TakeCalls();
+    client.listener->Closed();
+    EXPECT_THAT(TakeCalls(), ElementsAre("a -event 1 types  ids ", "a -event 2 types  ids ", "a -messages "));
 }
 
 TEST_F(PushBoardTest, EndOfTheSessionClosesItsSocketsAndEndsItsSubscriptions) {

@@ -1,7 +1,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <optional>
+#include <random>
+#include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "standalone/http/ClientSubscriptions.h"
 #include "standalone/http/PushCommand.h"
@@ -112,6 +119,149 @@ TEST_F(ClientSubscriptionsTest, TenThousandAreTakenAndOneMoreIsRefused) {
     EXPECT_EQ(10000, Apply(R"({"subscribe":{"events":[2]}})"));
     EXPECT_EQ(-1, Apply(R"({"subscribe":{"events":[1,2],"resource_ids":[)" + ids + "]}}"));
     EXPECT_EQ(2, Apply(R"({"unsubscribe":{"events":[1]}})"));
+}
+
+// @return a command about the ids from `first` on, of one event
+PushCommand IdsOf(bool subscribe, int event, unsigned int first, unsigned int count) {
+    PushCommand command;
+    command.subscribe = subscribe;
+    command.about_events = true;
+    command.events = {event};
+    for (unsigned int id = first; id < first + count; ++id) command.resource_ids.insert(id);
+    return command;
+}
+
+TEST_F(ClientSubscriptionsTest, RefusedCommandLeavesAllAsItWas) {
+    ASSERT_TRUE(subscriptions_.Apply(IdsOf(true, 1, 0, 9990)));
+    ASSERT_EQ(9992, Apply(R"({"subscribe":{"messages":[1,2]}})"));
+
+    PushCommand grown = IdsOf(true, 1, 9985, 10);  // five of them are there
+    grown.events.insert(2);
+    grown.messages = {2, 3};
+    EXPECT_FALSE(subscriptions_.Apply(grown));
+    EXPECT_FALSE(subscriptions_.Apply(IdsOf(true, 3, 0, 10001)));
+    PushCommand ended = IdsOf(false, 1, 0, 10000);
+    ended.messages = {1};
+    EXPECT_FALSE(subscriptions_.Apply(ended));
+
+    EXPECT_EQ(9992U, subscriptions_.Count());
+    EXPECT_THAT(subscriptions_.Events(), ElementsAre(1));
+    EXPECT_THAT(subscriptions_.Messages(), ElementsAre(1, 2));
+    ASSERT_TRUE(subscriptions_.Apply(IdsOf(false, 1, 9990, 5)));
+    EXPECT_EQ(9992U, subscriptions_.Count()) << "none of the new ones is there";
+    ASSERT_TRUE(subscriptions_.Apply(IdsOf(false, 1, 0, 9990)));
+    EXPECT_EQ(2U, subscriptions_.Count()) << "all of the old ones were there";
+}
+
+TEST_F(ClientSubscriptionsTest, WhatIsThereAlreadyCountsNotAgainAtTheLimit) {
+    ASSERT_TRUE(subscriptions_.Apply(IdsOf(true, 1, 0, 9995)));
+    EXPECT_TRUE(subscriptions_.Apply(IdsOf(true, 1, 5000, 5000)));
+    EXPECT_EQ(10000U, subscriptions_.Count());
+    EXPECT_TRUE(subscriptions_.Apply(IdsOf(true, 1, 0, 10000)));
+    EXPECT_FALSE(subscriptions_.Apply(IdsOf(true, 1, 10000, 1)));
+    EXPECT_EQ(10000U, subscriptions_.Count());
+}
+
+// The rules once more, without any thought of their cost.
+class PlainAccount {
+public:
+    bool Apply(const PushCommand& command) {
+        const auto any_types = command.resource_types.empty() ? 1 : command.resource_types.size();
+        const auto any_ids = command.resource_ids.empty() ? 1 : command.resource_ids.size();
+        if (command.events.size() * any_types * any_ids + command.messages.size() > ClientSubscriptions::kMax) {
+            return false;
+        }
+        PlainAccount after = *this;
+        for (const int event : command.events) after.Change(command, event);
+        for (const int type : command.messages) {
+            if (command.subscribe) {
+                after.messages.insert(type);
+            } else {
+                after.messages.erase(type);
+            }
+        }
+        if (command.subscribe && after.Count() > ClientSubscriptions::kMax) return false;
+        *this = std::move(after);
+        return true;
+    }
+
+    std::size_t Count() const { return pairs.size() + messages.size(); }
+    std::set<int> Events() const {
+        std::set<int> events;
+        for (const Pair& pair : pairs) events.insert(pair.event);
+        return events;
+    }
+
+    std::set<int> messages;
+
+private:
+    struct Pair {
+        int event;
+        std::optional<int> type;
+        std::optional<unsigned int> id;
+        auto operator<=>(const Pair&) const = default;
+    };
+
+    void Change(const PushCommand& command, int event) {
+        if (!command.subscribe) {
+            std::erase_if(pairs, [&](const Pair& pair) {
+                return pair.event == event &&
+                       (command.resource_types.empty() || (pair.type && command.resource_types.count(*pair.type))) &&
+                       (command.resource_ids.empty() || (pair.id && command.resource_ids.count(*pair.id)));
+            });
+            return;
+        }
+        std::vector<std::optional<int>> types(command.resource_types.begin(), command.resource_types.end());
+        std::vector<std::optional<unsigned int>> ids(command.resource_ids.begin(), command.resource_ids.end());
+        if (types.empty()) types.emplace_back();
+        if (ids.empty()) ids.emplace_back();
+        for (const auto& type : types) {
+            for (const auto& id : ids) pairs.insert({event, type, id});
+        }
+    }
+
+    std::set<Pair> pairs;
+};
+
+class RandomCommands {
+public:
+    PushCommand Next() {
+        PushCommand command;
+        command.subscribe = Below(2) == 0;
+        command.about_events = Below(4) != 0;
+        if (command.about_events) {
+            for (int i = Below(3); i >= 0; --i) command.events.insert(Below(4) - 1);
+            for (int i = Below(3); i > 0; --i) command.resource_types.insert(kEdges[Below(5)]);
+            for (int i = Below(4); i > 0; --i) command.resource_ids.insert(static_cast<unsigned>(kEdges[Below(5)]));
+        }
+        for (int i = Below(3); i > 0; --i) command.messages.insert(Below(5));
+        return command;
+    }
+
+private:
+    static constexpr int kEdges[] = {INT32_MIN, -1, 0, 1, INT32_MAX};  // an id of -1 is the greatest one
+
+    int Below(int count) { return std::uniform_int_distribution<int>(0, count - 1)(random_); }
+
+    std::mt19937 random_{7};
+};
+
+TEST_F(ClientSubscriptionsTest, RandomCommandsNearTheLimitLeaveWhatTheRulesSay) {
+    RandomCommands random;
+    PlainAccount expected;
+    ASSERT_TRUE(expected.Apply(IdsOf(true, 100, 0, 9950)));
+    ASSERT_TRUE(subscriptions_.Apply(IdsOf(true, 100, 0, 9950)));
+    int refused = 0;
+    for (int i = 0; i < 300; ++i) {
+        const PushCommand command = random.Next();
+        const bool taken = expected.Apply(command);
+        refused += taken ? 0 : 1;
+        ASSERT_EQ(taken, subscriptions_.Apply(command)) << "command " << i;
+        ASSERT_EQ(expected.Count(), subscriptions_.Count()) << "command " << i;
+        ASSERT_EQ(expected.Events(), subscriptions_.Events()) << "command " << i;
+        ASSERT_EQ(expected.messages, subscriptions_.Messages()) << "command " << i;
+    }
+    EXPECT_GT(refused, 0);
 }
 
 }  // namespace
