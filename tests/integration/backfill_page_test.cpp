@@ -2,7 +2,12 @@
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
+#include <cstddef>
 #include <filesystem>
+#include <future>
+#include <memory>
+#include <string>
+#include <vector>
 
 #include "integration/support/host_process.h"
 #include "integration/support/test_site.h"
@@ -93,6 +98,31 @@ TEST_F(BackfillPageTest, ARangeThatFailedIsShownAndFetchedAtAUsersWish) {
                                         kForm);
     EXPECT_EQ(R"({"fetching":true})", fetch.body);
     EXPECT_TRUE(Eventually([&] { return Json(anna_->Get("/backfill/cameras/101/1"))["ranges"].Empty(); }));
+    EXPECT_EQ(0, host_->Stop());
+}
+
+TEST_F(BackfillPageTest, ManyRequestsAtOnceAreAllAnswered) {
+    ASSERT_TRUE(FailedRange().HasMember("begin"));
+    std::vector<std::future<WebAnswer>> answers;
+    for (int i = 0; i < 24; ++i) {
+        const std::string path = i % 2 == 0 ? "/backfill/cameras" : "/backfill/cameras/101/1";
+        answers.push_back(std::async(std::launch::async, [this, path] { return anna_->Get(path); }));
+    }
+    for (std::size_t i = 0; i < answers.size(); ++i) {
+        const WebAnswer answer = answers[i].get();
+        ASSERT_EQ(200, answer.status) << answer.body;
+        const rapidjson::Document json = Json(answer);
+        if (i % 2 == 0) {
+            ASSERT_TRUE(json.HasMember("cameras")) << answer.body;
+            ASSERT_EQ(1U, json["cameras"].Size());
+            EXPECT_EQ(1, json["cameras"][0]["ranges"].GetInt());
+        } else {
+            ASSERT_TRUE(json.HasMember("ranges")) << answer.body;
+            ASSERT_EQ(1U, json["ranges"].Size());
+            EXPECT_STRNE("", json["ranges"][0]["last_error"].GetString());
+        }
+    }
+    EXPECT_TRUE(site_.LogLines("came free").empty()) << "nobody waited in vain for a connection";
     EXPECT_EQ(0, host_->Stop());
 }
 

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "plugins/backfill/StatePageService.h"
-#include "standalone/database/DatabaseControl.h"
+#include "standalone/config/LocalConfigControl.h"
 #include "standalone/database/DatabaseManager.h"
 #include "tests/standalone/backfill/fake_state_source.h"
 #include "tests/standalone/database/temp_folder.h"
