@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -82,7 +83,7 @@ TEST(StatePageJsonTest, ManyErrorsAreOnTheSamePiecesAsEachLookedUpByItself) {
     const auto below = [&random](int64_t count) {
         return std::uniform_int_distribution<int64_t>(0, count - 1)(random);
     };
-    for (int round = 0; round < 20; ++round) {
+    for (int round = 0; round < 5; ++round) {
         CameraState state;
         for (int64_t begin = below(50); begin < 70000; begin += 1 + below(60)) {
             const int64_t end = begin + 1 + below(60);
@@ -95,14 +96,13 @@ TEST(StatePageJsonTest, ManyErrorsAreOnTheSamePiecesAsEachLookedUpByItself) {
             const bool ahead = below(2) == 0;
             state.errors[{Iso(begin, ahead), Iso(end, ahead)}] = "error " + std::to_string(i);
         }
+        std::vector<std::pair<TimeRange, std::string>> errors;  // by the ranges' texts
+        for (const auto& [name, text] : state.errors) errors.emplace_back(*ParseRange({name.first, name.second}), text);
         std::vector<std::string> expected;
         for (const RangeQueue::Entry& piece : state.pieces) {
-            std::string text;
-            for (const auto& [name, error] : state.errors) {
-                const auto range = ParseRange({name.first, name.second});
-                if (text.empty() && range->Overlaps(piece.range)) text = error;
-            }
-            expected.push_back(text);
+            const auto first = std::find_if(errors.begin(), errors.end(),
+                                            [&](const auto& error) { return error.first.Overlaps(piece.range); });
+            expected.push_back(first == errors.end() ? "" : first->second);
         }
         ASSERT_EQ(expected, ErrorsIn(state)) << "round " << round;
     }
