@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "Mox/Base/Error.h"
-#include "mock/Caught.h"
 #include "mock/PlatformCalls.h"
 
 namespace qarmock {
@@ -125,43 +124,25 @@ std::set<unsigned int> CertainOnes(const Ids& ids) {
 }  // namespace
 
 std::size_t FakeEventBus::Deliver(int type, int resource_type, int resource_id, const Content& content) {
-    Calls calls;
+    DeliveryQueue::Calls calls;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         calls = CallsFor({type, resource_type, resource_id, content, "", 0}, false);
     }
-    return Run(calls);
+    return queue_.Run(calls);
 }
 
 std::size_t FakeEventBus::DeliverFromNode(int type, int resource_type, int resource_id, const Content& content) {
-    Calls calls;
+    DeliveryQueue::Calls calls;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         calls = CallsFor({type, resource_type, resource_id, content, "", 0}, true);
     }
-    return Run(calls);
-}
-
-bool FakeEventBus::DeliverOne() {
-    Calls calls;
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        if (waiting_.empty()) return false;
-        calls = std::move(waiting_.front());
-        waiting_.pop_front();
-    }
-    Run(calls);
-    return true;
-}
-
-std::size_t FakeEventBus::DeliverAll() {
-    std::size_t count = 0;
-    while (DeliverOne()) ++count;
-    return count;
+    return queue_.Run(calls);
 }
 
 std::size_t FakeEventBus::TellMsgCapacity(SubScribeType type, int event, const std::set<unsigned int>& resources) {
-    Calls calls;
+    DeliveryQueue::Calls calls;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         for (const auto& capacity : msg_capacities_) {
@@ -169,12 +150,12 @@ std::size_t FakeEventBus::TellMsgCapacity(SubScribeType type, int event, const s
             calls.push_back([fn = capacity.fn, type, event, resources] { fn(type, event, resources); });
         }
     }
-    return Run(calls);
+    return queue_.Run(calls);
 }
 
 std::size_t FakeEventBus::TellMsgResourceCapacity(SubScribeType type, int event, int resource_type,
                                                   const std::set<unsigned int>& resources) {
-    Calls calls;
+    DeliveryQueue::Calls calls;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         for (const auto& capacity : msg_resource_capacities_) {
@@ -185,12 +166,12 @@ std::size_t FakeEventBus::TellMsgResourceCapacity(SubScribeType type, int event,
             });
         }
     }
-    return Run(calls);
+    return queue_.Run(calls);
 }
 
 std::size_t FakeEventBus::TellResourceCapacity(SubScribeType type, int resource_type,
                                                const std::set<unsigned int>& resources) {
-    Calls calls;
+    DeliveryQueue::Calls calls;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         for (const auto& capacity : resource_capacities_) {
@@ -198,7 +179,7 @@ std::size_t FakeEventBus::TellResourceCapacity(SubScribeType type, int resource_
             calls.push_back([fn = capacity.fn, type, resource_type, resources] { fn(type, resource_type, resources); });
         }
     }
-    return Run(calls);
+    return queue_.Run(calls);
 }
 
 std::vector<FakeEventBus::Event> FakeEventBus::Posted() const {
@@ -234,11 +215,6 @@ std::set<int> FakeEventBus::ResourceTypes() const {
         types.insert(capacity.resource_types.begin(), capacity.resource_types.end());
     }
     return types;
-}
-
-std::vector<std::string> FakeEventBus::CaughtExceptions() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return caught_;
 }
 
 bool FakeEventBus::RegistMsgCapacity(const std::set<int>& events, const ZELPlatform::MsgBus::MsgCapacityFunc& fn) {
@@ -301,7 +277,7 @@ bool FakeEventBus::MsgNotifyBySubscription(int type, int resource_type, int reso
     if (CallFails("MsgBus::MsgNotifyBySubscription")) return Refuse(kErrorTold);
     std::lock_guard<std::mutex> lock(mutex_);
     posted_.push_back({type, resource_type, resource_id, content, plugin, mode});
-    waiting_.push_back(CallsFor(posted_.back(), false));
+    queue_.Add(CallsFor(posted_.back(), false));
     return true;
 }
 
@@ -344,7 +320,7 @@ void FakeEventBus::QueueChange(const MsgCapacity& capacity, const std::vector<Su
         const bool wanted = IsWanted(subscriptions_, event);
         if (wanted == IsWanted(before, event)) continue;
         const SubScribeType type = wanted ? ZELPlatform::kSubscribe : ZELPlatform::kSubscribeCancel;
-        waiting_.push_back({[fn = capacity.fn, type, event] { fn(type, event, {}); }});
+        queue_.Add({[fn = capacity.fn, type, event] { fn(type, event, {}); }});
     }
 }
 
@@ -355,7 +331,7 @@ void FakeEventBus::QueueChange(const MsgResourceCapacity& capacity, const std::v
             const Ids are = ClientsIds(subscriptions_, event, resource_type);
             const auto queue = [&, told_event = event](SubScribeType type, const std::set<unsigned int>& ids) {
                 if (ids.empty()) return;
-                waiting_.push_back({[fn = capacity.fn, type, told_event, resource_type, ids] {
+                queue_.Add({[fn = capacity.fn, type, told_event, resource_type, ids] {
                     fn(type, told_event, resource_type, ids);
                 }});
             };
@@ -370,7 +346,7 @@ void FakeEventBus::QueueChange(const ResourceCapacity& capacity, const std::vect
         const Ids were = ClientsIds(before, kAllEvents, resource_type);
         const Ids are = ClientsIds(subscriptions_, kAllEvents, resource_type);
         const auto queue = [&](SubScribeType type, const std::set<unsigned int>& ids) {
-            waiting_.push_back({[fn = capacity.fn, type, resource_type, ids] { fn(type, resource_type, ids); }});
+            queue_.Add({[fn = capacity.fn, type, resource_type, ids] { fn(type, resource_type, ids); }});
         };
         const auto queue_all = [&](SubScribeType type, const Ids& changed) {
             const std::set<unsigned int> certain = CertainOnes(changed);
@@ -382,7 +358,7 @@ void FakeEventBus::QueueChange(const ResourceCapacity& capacity, const std::vect
     }
 }
 
-FakeEventBus::Calls FakeEventBus::CallsFor(const Event& event, bool from_node) const {
+DeliveryQueue::Calls FakeEventBus::CallsFor(const Event& event, bool from_node) const {
     std::vector<const Subscription*> best;  // of each subscriber
     for (const auto& subscription : subscriptions_) {
         const auto rank = RankFor(subscription, event);
@@ -396,7 +372,7 @@ FakeEventBus::Calls FakeEventBus::CallsFor(const Event& event, bool from_node) c
             *rival = &subscription;
         }
     }
-    Calls calls;
+    DeliveryQueue::Calls calls;
     for (const auto* subscription : best) {
         if (from_node && !subscription->include_node_events) continue;
         calls.push_back([fn = subscription->fn, type = event.type, resource_type = event.resource_type,
@@ -405,16 +381,6 @@ FakeEventBus::Calls FakeEventBus::CallsFor(const Event& event, bool from_node) c
         });
     }
     return calls;
-}
-
-std::size_t FakeEventBus::Run(const Calls& calls) {
-    for (const auto& call : calls) {
-        if (const auto error = CatchText(call)) {
-            std::lock_guard<std::mutex> lock(mutex_);
-            caught_.push_back(*error);
-        }
-    }
-    return calls.size();
 }
 
 }  // namespace qarmock

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <deque>
 #include <functional>
 #include <list>
 #include <map>
@@ -13,6 +12,7 @@
 #include <vector>
 
 #include "ZELPlatform/MsgBusEvents.h"
+#include "mock/DeliveryQueue.h"
 
 namespace qarmock {
 
@@ -53,9 +53,9 @@ public:
 
     /// Delivers what has waited longest: an event, to those who were subscribed when it was posted, or one call of a
     /// capacity's function. @return false when nothing waits
-    bool DeliverOne();
+    bool DeliverOne() { return queue_.DeliverOne(); }
     /// Delivers until nothing waits. @return how many
-    std::size_t DeliverAll();
+    std::size_t DeliverAll() { return queue_.DeliverAll(); }
 
     // Calls the functions that were registered for the event or resource type, on the caller's thread, with whatever
     // the test says. @return how many were called
@@ -75,7 +75,7 @@ public:
     std::map<int, std::set<int>> ResourceEvents() const;
     /// @return the resource types of RegistResourceCapacity
     std::set<int> ResourceTypes() const;
-    std::vector<std::string> CaughtExceptions() const;
+    std::vector<std::string> CaughtExceptions() const { return queue_.CaughtExceptions(); }
 
     bool RegistMsgCapacity(const std::set<int>& events, const ZELPlatform::MsgBus::MsgCapacityFunc& fn);
     bool RegistMsgResourceCapacity(const std::map<int, std::set<int>>& events_to_resource_types,
@@ -100,8 +100,6 @@ private:
         std::set<int> resource_types;
         ZELPlatform::MsgBus::ResourceCapacityFunc fn;
     };
-    using Call = std::function<void()>;
-    using Calls = std::vector<Call>;
 
     // mutex_ is held in these
     void Subscribe(const ZELPlatform::MsgBus::CMsgSubscribeInfo& row);
@@ -110,18 +108,15 @@ private:
     void QueueChange(const MsgCapacity& capacity, const std::vector<Subscription>& before);
     void QueueChange(const MsgResourceCapacity& capacity, const std::vector<Subscription>& before);
     void QueueChange(const ResourceCapacity& capacity, const std::vector<Subscription>& before);
-    Calls CallsFor(const Event& event, bool from_node) const;
+    DeliveryQueue::Calls CallsFor(const Event& event, bool from_node) const;
 
-    std::size_t Run(const Calls& calls);
-
+    DeliveryQueue queue_;
     mutable std::mutex mutex_;
     std::vector<MsgCapacity> msg_capacities_;
     std::vector<MsgResourceCapacity> msg_resource_capacities_;
     std::vector<ResourceCapacity> resource_capacities_;
     std::vector<Subscription> subscriptions_;
-    std::deque<Calls> waiting_;
     std::vector<Event> posted_;
-    std::vector<std::string> caught_;
 };
 
 }  // namespace qarmock

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "Mox/Base/Error.h"
-#include "mock/Caught.h"
 #include "mock/PlatformCalls.h"
 
 namespace qarmock {
@@ -63,31 +62,12 @@ void RemoveTypes(FakeMsgBus::Subscription& subscription, const std::set<int>& ty
 }  // namespace
 
 std::size_t FakeMsgBus::Deliver(const std::string& observer, int type, const Content& content) {
-    std::vector<Call> calls;
+    DeliveryQueue::Calls calls;
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        calls = CallsFor(observer, type);
+        calls = CallsFor(observer, type, content);
     }
-    Run(calls, observer, type, content);
-    return calls.size();
-}
-
-bool FakeMsgBus::DeliverOne() {
-    Waiting waiting;
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        if (waiting_.empty()) return false;
-        waiting = std::move(waiting_.front());
-        waiting_.pop_front();
-    }
-    Run(waiting.calls, waiting.message.observer, waiting.message.type, waiting.message.content);
-    return true;
-}
-
-std::size_t FakeMsgBus::DeliverAll() {
-    std::size_t count = 0;
-    while (DeliverOne()) ++count;
-    return count;
+    return queue_.Run(calls);
 }
 
 std::vector<FakeMsgBus::Message> FakeMsgBus::Sent() const {
@@ -109,11 +89,6 @@ std::size_t FakeMsgBus::PlainSubscriptions(const std::string& observer) const {
     std::lock_guard<std::mutex> lock(mutex_);
     return static_cast<std::size_t>(
         std::count_if(plain_.begin(), plain_.end(), [&](const Plain& plain) { return plain.observer == observer; }));
-}
-
-std::vector<std::string> FakeMsgBus::CaughtExceptions() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return caught_;
 }
 
 bool FakeMsgBus::RegistObserver(const std::string& observer) {
@@ -179,37 +154,26 @@ bool FakeMsgBus::NotifyObserverEventEx(const std::string& observer, int type, co
     if (CallFails("MsgBus::NotifyObserverEventEx")) return Refuse(kErrorTold);
     std::lock_guard<std::mutex> lock(mutex_);
     if (topics_.count(observer) == 0) return Refuse(kErrorNoTopic);
-    const Message message{observer, type, content, task_type};
-    sent_.push_back(message);
-    waiting_.push_back({message, CallsFor(observer, type)});
+    sent_.push_back({observer, type, content, task_type});
+    queue_.Add(CallsFor(observer, type, content));
     return true;
 }
 
-std::vector<FakeMsgBus::Call> FakeMsgBus::CallsFor(const std::string& observer, int type) const {
-    std::vector<Call> calls;
+DeliveryQueue::Calls FakeMsgBus::CallsFor(const std::string& observer, int type, const Content& content) const {
+    DeliveryQueue::Calls calls;
     for (const auto& plain : plain_) {
         if (plain.observer != observer) continue;
-        calls.push_back([fn = plain.fn](const std::string& topic, int, const Content& content) { fn(topic, content); });
+        calls.push_back([fn = plain.fn, observer, content] { fn(observer, content); });
     }
     std::set<std::pair<ObserverNotifyFuncEx, void*>> called;
     for (const auto& subscription : subscriptions_) {
         if (subscription.observer != observer || !Wants(subscription, type)) continue;
         if (!called.insert({subscription.cb, subscription.user_data}).second) continue;
-        calls.push_back([cb = subscription.cb, user_data = subscription.user_data](
-                            const std::string& topic, int message_type, const Content& content) {
-            cb(topic, message_type, content, user_data);
+        calls.push_back([cb = subscription.cb, user_data = subscription.user_data, observer, type, content] {
+            cb(observer, type, content, user_data);
         });
     }
     return calls;
-}
-
-void FakeMsgBus::Run(const std::vector<Call>& calls, const std::string& observer, int type, const Content& content) {
-    for (const auto& call : calls) {
-        if (const auto error = CatchText([&] { call(observer, type, content); })) {
-            std::lock_guard<std::mutex> lock(mutex_);
-            caught_.push_back(*error);
-        }
-    }
 }
 
 }  // namespace qarmock

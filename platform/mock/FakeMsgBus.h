@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -9,6 +8,7 @@
 #include <vector>
 
 #include "ZELPlatform/MsgBus.h"
+#include "mock/DeliveryQueue.h"
 
 namespace qarmock {
 
@@ -43,9 +43,9 @@ public:
 
     /// Delivers the sent message that has waited longest to those who were subscribed when it was sent.
     /// @return false when none waits
-    bool DeliverOne();
+    bool DeliverOne() { return queue_.DeliverOne(); }
     /// Delivers until none waits. @return how many messages
-    std::size_t DeliverAll();
+    std::size_t DeliverAll() { return queue_.DeliverAll(); }
 
     /// @return all messages sent so far, delivered or not
     std::vector<Message> Sent() const;
@@ -53,7 +53,7 @@ public:
     std::vector<Subscription> Subscriptions() const;
     /// @return how many plain subscriptions a topic has
     std::size_t PlainSubscriptions(const std::string& observer) const;
-    std::vector<std::string> CaughtExceptions() const;
+    std::vector<std::string> CaughtExceptions() const { return queue_.CaughtExceptions(); }
 
     bool RegistObserver(const std::string& observer);
     bool SubscribeObserver(const std::string& observer, const std::string& plugin,
@@ -71,22 +71,15 @@ private:
         std::string plugin;
         ZELPlatform::MsgBus::ChangeMsgNotifyFunc fn;
     };
-    using Call = std::function<void(const std::string& observer, int type, const Content& content)>;
-    struct Waiting {
-        Message message;
-        std::vector<Call> calls;
-    };
 
-    std::vector<Call> CallsFor(const std::string& observer, int type) const;
-    void Run(const std::vector<Call>& calls, const std::string& observer, int type, const Content& content);
+    DeliveryQueue::Calls CallsFor(const std::string& observer, int type, const Content& content) const;  // mutex_ is held
 
+    DeliveryQueue queue_;
     mutable std::mutex mutex_;
     std::set<std::string> topics_;
     std::vector<Plain> plain_;
     std::vector<Subscription> subscriptions_;
-    std::deque<Waiting> waiting_;
     std::vector<Message> sent_;
-    std::vector<std::string> caught_;
 };
 
 }  // namespace qarmock

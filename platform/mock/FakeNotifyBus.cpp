@@ -4,7 +4,6 @@
 #include <iterator>
 
 #include "Mox/Base/Error.h"
-#include "mock/Caught.h"
 #include "mock/PlatformCalls.h"
 
 namespace qarmock {
@@ -83,36 +82,18 @@ std::vector<FakeNotifyBus::PushInfo> FakeNotifyBus::Received(const std::string& 
 }
 
 std::size_t FakeNotifyBus::Deliver(const PushInfo& info) {
-    Calls calls;
+    DeliveryQueue::Calls calls;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         calls = CallsIf(info, [&](const Subscriber& subscriber) {
             return info ? IsFor(subscriber, info) : subscriber.kind == ZELPlatform::kSubscriberPlugin;
         });
     }
-    return Run(calls);
-}
-
-bool FakeNotifyBus::DeliverOne() {
-    Calls calls;
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        if (waiting_.empty()) return false;
-        calls = std::move(waiting_.front());
-        waiting_.pop_front();
-    }
-    Run(calls);
-    return true;
-}
-
-std::size_t FakeNotifyBus::DeliverAll() {
-    std::size_t count = 0;
-    while (DeliverOne()) ++count;
-    return count;
+    return queue_.Run(calls);
 }
 
 std::size_t FakeNotifyBus::TellPublishers(SubScribeType type, const SubscribedInfo& info) {
-    Calls calls;
+    DeliveryQueue::Calls calls;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         for (const auto& publisher : publishers_) {
@@ -121,7 +102,7 @@ std::size_t FakeNotifyBus::TellPublishers(SubScribeType type, const SubscribedIn
             }
         }
     }
-    return Run(calls);
+    return queue_.Run(calls);
 }
 
 std::vector<FakeNotifyBus::Push> FakeNotifyBus::Pushes() const {
@@ -143,11 +124,6 @@ std::vector<FakeNotifyBus::Publisher> FakeNotifyBus::Publishers() const {
         all.push_back({publisher.name, publisher.types, publisher.callbacks.size()});
     }
     return all;
-}
-
-std::vector<std::string> FakeNotifyBus::CaughtExceptions() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return caught_;
 }
 
 bool FakeNotifyBus::PublishMsg(const std::shared_ptr<ZELPlatform::CMsgPublishInfo>& info) {
@@ -261,16 +237,16 @@ void FakeNotifyBus::QueueFor(const PublishCallback& callback, SubScribeType type
     told->SetTypeValues(types);
     told->SetSubscriber(subscriber.name);
     told->SetSubscriberType(subscriber.kind);
-    waiting_.push_back({[callback, type, told] { callback(type, told); }});
+    queue_.Add({[callback, type, told] { callback(type, told); }});
 }
 
 bool FakeNotifyBus::IsOpenClient(const Subscriber& subscriber) const {
     return subscriber.kind == ZELPlatform::kSubscriberClient && permissions_.count(subscriber.name) > 0;
 }
 
-FakeNotifyBus::Calls FakeNotifyBus::CallsIf(const PushInfo& info,
+DeliveryQueue::Calls FakeNotifyBus::CallsIf(const PushInfo& info,
                                             const std::function<bool(const Subscriber&)>& wants) const {
-    Calls calls;
+    DeliveryQueue::Calls calls;
     for (const auto& subscriber : subscribers_) {
         if (wants(subscriber)) calls.push_back([callback = subscriber.callback, info] { callback(info); });
     }
@@ -288,19 +264,9 @@ bool FakeNotifyBus::IsFor(const Subscriber& subscriber, const PushInfo& info) co
 bool FakeNotifyBus::Send(Push push, const std::function<bool(const Subscriber&)>& wants) {
     if (!push.info || !push.info->GetMsgContent()) return Refuse(kErrorNoContent);
     std::lock_guard<std::mutex> lock(mutex_);
-    waiting_.push_back(CallsIf(push.info, wants));
+    queue_.Add(CallsIf(push.info, wants));
     pushes_.push_back(std::move(push));
     return true;
-}
-
-std::size_t FakeNotifyBus::Run(const Calls& calls) {
-    for (const auto& call : calls) {
-        if (const auto error = CatchText(call)) {
-            std::lock_guard<std::mutex> lock(mutex_);
-            caught_.push_back(*error);
-        }
-    }
-    return calls.size();
 }
 
 }  // namespace qarmock

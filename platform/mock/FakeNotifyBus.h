@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "ZELPlatform/MsgBusNotify.h"
+#include "mock/DeliveryQueue.h"
 
 namespace qarmock {
 
@@ -62,9 +62,9 @@ public:
 
     /// Delivers what has waited longest: a message, to those who were its subscribers when it was sent, or one call of
     /// a publisher's callback. @return false when nothing waits
-    bool DeliverOne();
+    bool DeliverOne() { return queue_.DeliverOne(); }
     /// Delivers until nothing waits. @return how many
-    std::size_t DeliverAll();
+    std::size_t DeliverAll() { return queue_.DeliverAll(); }
 
     /// Calls the callbacks of all publishers, on the caller's thread, with whatever the test says.
     /// @return how many were called
@@ -75,7 +75,7 @@ public:
     /// @return what stands, in the order of subscribing
     std::vector<Subscription> Subscriptions() const;
     std::vector<Publisher> Publishers() const;
-    std::vector<std::string> CaughtExceptions() const;
+    std::vector<std::string> CaughtExceptions() const { return queue_.CaughtExceptions(); }
 
     bool PublishMsg(const std::shared_ptr<ZELPlatform::CMsgPublishInfo>& info);
     bool SubscribeMsg(const SubscribedInfo& info);
@@ -100,8 +100,6 @@ private:
         std::set<int> types;
         std::vector<PublishCallback> callbacks;
     };
-    using Call = std::function<void()>;
-    using Calls = std::vector<Call>;
 
     // mutex_ is held in these
     Subscriber* Find(ZELPlatform::SubscriberType kind, const std::string& name);
@@ -109,20 +107,18 @@ private:
     void QueueFor(const PublishCallback& callback, ZELPlatform::SubScribeType type, const Subscriber& subscriber,
                   const std::set<int>& types);
     bool IsOpenClient(const Subscriber& subscriber) const;
-    Calls CallsIf(const PushInfo& info, const std::function<bool(const Subscriber&)>& wants) const;
+    DeliveryQueue::Calls CallsIf(const PushInfo& info, const std::function<bool(const Subscriber&)>& wants) const;
     bool IsFor(const Subscriber& subscriber, const PushInfo& info) const;
 
     bool Send(Push push, const std::function<bool(const Subscriber&)>& wants);
-    std::size_t Run(const Calls& calls);
 
+    DeliveryQueue queue_;
     mutable std::mutex mutex_;
     std::vector<PublisherEntry> publishers_;
     std::vector<Subscriber> subscribers_;
     std::map<std::string, std::set<int>> permissions_;  // by open client
     std::map<std::string, std::vector<PushInfo>> received_;
-    std::deque<Calls> waiting_;
     std::vector<Push> pushes_;
-    std::vector<std::string> caught_;
 };
 
 }  // namespace qarmock
