@@ -15,6 +15,7 @@
 #include "host/ExitCode.h"
 #include "host/Report.h"
 #include "host/SiteReading.h"
+#include "host/StopWatch.h"
 #include "host/StoreOpening.h"
 #include "standalone/auth/Sessions.h"
 #include "standalone/base/Clock.h"
@@ -83,10 +84,10 @@ int HostRun::Run() {
 
 int HostRun::Start() try {
     RaiseFileLimit();
-    constexpr Step kSteps[] = {&HostRun::ReadFile,    &HostRun::TakeDataDir,   &HostRun::OpenLog,
-                               &HostRun::OpenStore,   &HostRun::SetClock,      &HostRun::OpenDatabase,
-                               &HostRun::LoadDevices, &HostRun::StartSessions, &HostRun::StartPlugins,
-                               &HostRun::StartFront,  &HostRun::StartProbes,   &HostRun::Listen};
+    constexpr Step kSteps[] = {&HostRun::ReadFile,     &HostRun::TakeDataDir, &HostRun::OpenLog,
+                               &HostRun::OpenStore,    &HostRun::SetClock,    &HostRun::StartSessions,
+                               &HostRun::OpenDatabase, &HostRun::LoadDevices, &HostRun::StartPlugins,
+                               &HostRun::StartFront,   &HostRun::StartProbes, &HostRun::Listen};
     for (const Step step : kSteps) {
         if (signal_.Asked()) return kExitOk;
         const int exit_code = (this->*step)();
@@ -102,7 +103,20 @@ int HostRun::Start() try {
 }
 
 void HostRun::Stop() {
-    for (; !ends_.empty(); ends_.pop_back()) ends_.back()();
+    StopWatch watch([this] { return StillRunning(); });
+    for (; !ends_.empty(); ends_.pop_back()) {
+        watch.Enter(ends_.back().part);
+        ends_.back().stop();
+    }
+}
+
+std::vector<std::string> HostRun::StillRunning() const {
+    std::vector<std::string> running = qarplatform::RunningTasks();
+    if (plugins_ == nullptr) return running;
+    for (const PluginStatus& plugin : plugins_->Status()) {
+        if (plugin.state == "stopping") running.push_back("the stop of plug-in " + plugin.id);
+    }
+    return running;
 }
 
 int HostRun::Fail(int exit_code, const std::string& text) {
@@ -128,11 +142,11 @@ int HostRun::OpenLog() {
     std::string error;
     if (!qarplatform::StartLog(file_.log, error)) return Fail(kExitFailure, error);
     UseLog(true);
-    ends_.emplace_back([] {
-        LogNote("stopped");
-        UseLog(false);
-        qarplatform::StopLog();
-    });
+    ends_.push_back({"the log", [] {
+                         LogNote("stopped");
+                         UseLog(false);
+                         qarplatform::StopLog();
+                     }});
     return kExitOk;
 }
 
@@ -156,8 +170,10 @@ int HostRun::OpenDatabase() {
     if (!CheckDatabaseDir(site_.database_dir, file_.data_dir, error)) return Fail(kExitDatabase, error);
     if (!MakeFolder(site_.database_dir, error)) return Fail(kExitDatabase, kDatabaseLost + error);
     PublishDatabase(site_.database_dir);
-    ends_.emplace_back(&qarplatform::StopDatabase);
-    ends_.emplace_back(&qarplatform::StopBus);
+    ends_.push_back({"the database", &qarplatform::StopDatabase});
+    // the bus first: it delivers by a pool, and those who get messages may have work for others
+    ends_.push_back({"tasks of thread pools", &qarplatform::JoinThreadPools});
+    ends_.push_back({"the bus", &qarplatform::StopBus});
     return kExitOk;
 }
 
@@ -166,7 +182,7 @@ int HostRun::LoadDevices() {
     return kExitOk;
 }
 
-// Sessions first: plug-ins may ask for them from their start on.
+// Plug-ins may ask for sessions from their start on, and a request that is left behind until the pools have ended.
 int HostRun::StartSessions() {
     std::string error;
     if (file_.http && site_.access_type != file_.site.access_type) {
@@ -176,15 +192,14 @@ int HostRun::StartSessions() {
     qarplatform::SetAccessType(site_.access_type);
     if (!file_.http) return kExitOk;
     if (!qarplatform::Sessions::Get().Start(store_, file_.http->sessions, error)) return Fail(kExitDatabase, error);
-    ends_.emplace_back([] { qarplatform::Sessions::Get().Stop(); });
+    ends_.push_back({"the sessions", [] { qarplatform::Sessions::Get().Stop(); }});
     return kExitOk;
 }
 
 int HostRun::StartPlugins() {
     plugins_ = std::make_unique<PluginSet>(site_.plugins, FoldersOf(site_file_, plugin_dir_), file_.data_dir);
-    ends_.emplace_back(&qarplatform::JoinThreadPools);
-    ends_.emplace_back([this] { clean_ = plugins_->Stop() && clean_; });
-    ends_.emplace_back(&qarplatform::StopTimers);
+    ends_.push_back({"the plug-ins", [this] { clean_ = plugins_->Stop() && clean_; }});
+    ends_.push_back({"the timers", &qarplatform::StopTimers});
     std::string error;
     if (!plugins_->Start(error)) return Fail(kExitPlugin, error);
     return kExitOk;
@@ -195,13 +210,13 @@ int HostRun::StartFront() {
     if (!file_.http) return kExitOk;
     std::string error;
     if (!qarplatform::StartFront(FrontOptionsOf(*file_.http, file_.data_dir), error)) return Fail(kExitFailure, error);
-    ends_.emplace_back(&qarplatform::StopFront);
+    ends_.push_back({"the front", &qarplatform::StopFront});
     return kExitOk;
 }
 
 int HostRun::StartProbes() {
     std::string error;
-    ends_.emplace_back([] { qarplatform::DeviceLayer::Get().StopProbes(); });
+    ends_.push_back({"the probes", [] { qarplatform::DeviceLayer::Get().StopProbes(); }});
     if (!qarplatform::DeviceLayer::Get().StartProbes(file_.probe, error)) return Fail(kExitFailure, error);
     return kExitOk;
 }
@@ -209,7 +224,7 @@ int HostRun::StartProbes() {
 int HostRun::Listen() {
     std::string error;
     if (!control_.Start(ControlSocketPath(file_.data_dir), error)) return Fail(kExitFailure, error);
-    ends_.emplace_back([this] { control_.Stop(); });
+    ends_.push_back({"the control socket", [this] { control_.Stop(); }});
     return kExitOk;
 }
 

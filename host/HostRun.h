@@ -38,8 +38,17 @@ public:
 private:
     using Step = int (HostRun::*)();
 
+    /// A part of the host that has begun.
+    struct End {
+        const char* part;  ///< for people
+        std::function<void()> stop;
+    };
+
     int Start();
     void Stop();
+
+    /// @return what may keep the stop waiting
+    std::vector<std::string> StillRunning() const;
 
     // each does its step and names what ends it
     int ReadFile();
@@ -47,9 +56,9 @@ private:
     int OpenLog();
     int OpenStore();
     int SetClock();
+    int StartSessions();
     int OpenDatabase();
     int LoadDevices();
-    int StartSessions();
     int StartPlugins();
     int StartFront();
     int StartProbes();
@@ -74,7 +83,7 @@ private:
     std::unique_ptr<PluginSet> plugins_;
     ControlServer control_;
 
-    std::vector<std::function<void()>> ends_;
+    std::vector<End> ends_;
     bool clean_ = true;
 };
 

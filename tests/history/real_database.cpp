@@ -29,8 +29,8 @@ constexpr int64_t kNowMs = 1772668800000;  // kNow
 class StopAtTheEnd : public ::testing::Environment {
 public:
     void TearDown() override {
-        qarplatform::JoinThreadPools();
         qarplatform::StopBus();
+        qarplatform::JoinThreadPools();
     }
 };
 

@@ -1,18 +1,25 @@
 #include "Mox/Base/ThreadPool.h"
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdlib>
 #include <deque>
 #include <exception>
+#include <list>
 #include <mutex>
+#include <string>
 #include <system_error>
 #include <thread>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
+#include "standalone/base/DescribedTask.h"
 #include "standalone/base/ThreadPoolControl.h"
 #include "standalone/log/PlatformLog.h"
 
@@ -31,6 +38,16 @@ void Execute(CTask& task) {
         LogSinkWrite(qarplatform::kLogError, qarplatform::kModulePlatform,
                      "a task of a thread pool threw something that is no std::exception");
     }
+}
+
+std::string Describe(const CTask& task) {
+    if (const auto* described = dynamic_cast<const qarplatform::DescribedTask*>(&task)) {
+        return described->Description();
+    }
+    const char* const name = typeid(task).name();
+    const std::unique_ptr<char, void (*)(void*)> readable(abi::__cxa_demangle(name, nullptr, nullptr, nullptr),
+                                                          &std::free);
+    return std::string("a task of class ") + (readable != nullptr ? readable.get() : name);
 }
 
 /// The workers of all pools. Never destroyed: workers may outlive all else.
@@ -110,7 +127,16 @@ public:
         task_count_->fetch_sub(static_cast<int>(dropped.size()));
     }
 
+    void AddRunning(std::vector<std::shared_ptr<CTask>>& tasks) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        for (const std::weak_ptr<CTask>& entry : running_) {
+            if (std::shared_ptr<CTask> task = entry.lock()) tasks.push_back(std::move(task));
+        }
+    }
+
 private:
+    using Running = std::list<std::weak_ptr<CTask>>;
+
     // mutex_ is held
     bool AddWorker() {
         AllWorkers::Get().Begun();
@@ -131,14 +157,18 @@ private:
 
     void Work() {
         std::unique_lock<std::mutex> lock(mutex_);
+        const auto own = running_.emplace(running_.end());
         while (std::shared_ptr<CTask> task = NextTask(lock)) {
+            *own = task;
             lock.unlock();
             Execute(*task);
             task.reset();
             task_count_->fetch_sub(1);
             lock.lock();
+            own->reset();
             ++idle_workers_;
         }
+        running_.erase(own);
         --workers_;
         ended_.notify_all();
     }
@@ -170,6 +200,7 @@ private:
     std::condition_variable ended_;
     // guarded by mutex_
     std::deque<std::shared_ptr<CTask>> queue_;
+    Running running_;  // of each worker its task, which is the worker's to let go of
     std::size_t workers_ = 0;
     std::size_t idle_workers_ = 0;
     bool stopped_ = false;
@@ -196,6 +227,11 @@ public:
     std::vector<std::weak_ptr<Crew>> End() {
         std::lock_guard<std::mutex> lock(mutex_);
         ended_ = true;
+        return crews_;
+    }
+
+    std::vector<std::weak_ptr<Crew>> All() {
+        std::lock_guard<std::mutex> lock(mutex_);
         return crews_;
     }
 
@@ -264,6 +300,18 @@ void CMessageLoopDyThreadPool::PostTask(std::shared_ptr<CTask> task) {
     if (const std::shared_ptr<Crew> crew = impl_->GetCrew()) crew->Post(std::move(task));
 }
 
+static std::vector<std::string> DescribeAllRunning() {
+    std::vector<std::shared_ptr<CTask>> tasks;
+    for (const auto& entry : AllCrews::Get().All()) {
+        if (const std::shared_ptr<Crew> crew = entry.lock()) crew->AddRunning(tasks);
+    }
+    std::vector<std::string> texts;
+    for (const std::shared_ptr<CTask>& task : tasks) {
+        if (std::string text = Describe(*task); !text.empty()) texts.push_back(std::move(text));
+    }
+    return texts;
+}
+
 static void EndAllCrews() {
     for (const auto& entry : AllCrews::Get().End()) {
         if (const std::shared_ptr<Crew> crew = entry.lock()) crew->Abandon();
@@ -277,5 +325,7 @@ static void EndAllCrews() {
 namespace qarplatform {
 
 void JoinThreadPools() { Mox::Base::EndAllCrews(); }
+
+std::vector<std::string> RunningTasks() { return Mox::Base::DescribeAllRunning(); }
 
 }  // namespace qarplatform

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <list>
 #include <map>
@@ -15,8 +16,13 @@ using ClientPermissions =
 /// thread, with no lock held. An empty function: nobody.
 void SetClientPermissions(ClientPermissions permissions);
 
-/// Delivers what is queued and ends the bus's threads. Later messages are refused. For the host's stop; a bus that was
-/// never used is stopped all the same. Not from a callback.
+/// How long StopBus goes on delivering, in real time.
+inline constexpr std::chrono::seconds kBusStopTime{5};
+
+/// Refuses later messages, delivers those that are queued, and ends the bus's threads. What is still queued after
+/// kBusStopTime is dropped, with a line in the log for each subscriber. Returns when no callback runs any more, however
+/// long that takes. For the host's stop, behind the plug-ins' and before JoinThreadPools; a bus that was never used is
+/// stopped all the same. Not from a callback.
 void StopBus();
 
 }  // namespace qarplatform

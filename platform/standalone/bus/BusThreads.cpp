@@ -32,9 +32,12 @@ std::shared_ptr<Lane> BusThreads::LaneOf(ZELPlatform::SubscriberType kind, const
     return lane;
 }
 
-std::shared_ptr<Lane> BusThreads::NewLane(std::string name) { return std::make_shared<Lane>(std::move(name), pool_); }
+std::shared_ptr<Lane> BusThreads::NewLane(std::string name) {
+    return std::make_shared<Lane>(std::move(name), pool_, deadline_);
+}
 
-void BusThreads::Stop() {
+void BusThreads::Stop(std::chrono::milliseconds time) {
+    deadline_.Set(StopDeadline::Clock::now() + time);
     stopped_ = true;
     for (int sending = sending_; sending != 0; sending = sending_) sending_.wait(sending);
     pool_.Stop(true);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <map>
 #include <memory>
@@ -11,8 +12,10 @@
 
 #include "Mox/Base/ThreadPool.h"
 #include "ZELPlatform/BusTypes.h"
+#include "standalone/bus/BusControl.h"
 #include "standalone/bus/BusErrors.h"
 #include "standalone/bus/Lane.h"
+#include "standalone/bus/StopDeadline.h"
 
 namespace qarplatform {
 
@@ -38,8 +41,10 @@ public:
     /// @return a lane for itself. @param name  whose, for the log
     std::shared_ptr<Lane> NewLane(std::string name);
 
-    /// Delivers what is queued, then ends the threads; later messages are refused. Not from a callback.
-    void Stop();
+    /// Delivers what is queued, as far as the time goes, then ends the threads; later messages are refused. Not from a
+    /// callback.
+    /// @param time  after which what is still queued is dropped
+    void Stop(std::chrono::milliseconds time = kBusStopTime);
 
 private:
     bool StartPool();
@@ -47,6 +52,7 @@ private:
     /// A pool of unbounded size: it ends the threads that a burst of busy subscribers has made.
     Mox::Base::CMessageLoopDyThreadPool pool_;
     std::atomic<bool> pool_runs_ = false;
+    StopDeadline deadline_;
 
     std::atomic<int> sending_ = 0;
     std::atomic<bool> stopped_ = false;

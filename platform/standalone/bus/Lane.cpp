@@ -20,7 +20,8 @@ std::atomic<int> waiting_workers = 0;
 
 }  // namespace
 
-Lane::Lane(std::string name, Mox::Base::CMessageLoopDyThreadPool& pool) : name_(std::move(name)), pool_(pool) {}
+Lane::Lane(std::string name, Mox::Base::CMessageLoopDyThreadPool& pool, const StopDeadline& deadline)
+    : name_(std::move(name)), pool_(pool), deadline_(deadline) {}
 
 void Lane::Post(Delivery&& delivery) { Queue(std::move(delivery), std::numeric_limits<std::size_t>::max()); }
 
@@ -57,16 +58,32 @@ void Lane::Queue(Delivery&& delivery, std::size_t most_waiting) {
     if (idle) pool_.PostTask(std::move(self));
 }
 
+std::string Lane::Description() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!running_ || worker_waits_) return {};
+    const std::size_t waiting = queue_.size() + taken_.load(std::memory_order_relaxed);
+    return waiting == 0 ? name_ : name_ + " (" + std::to_string(waiting) + " messages wait)";
+}
+
 void Lane::Exec() {
     std::vector<Delivery> deliveries;
+    std::size_t too_late = 0;
     while (Take(deliveries)) {
         for (Delivery& next : deliveries) {
             taken_.store(taken_.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed);
             const Delivery delivery = std::move(next);  // let go of before the next one
-            Deliver(delivery);
+            if (deadline_.Over()) {
+                ++too_late;
+            } else {
+                Deliver(delivery);
+            }
         }
         deliveries.clear();
         if (deliveries.capacity() > kKeptRoom) deliveries = {};
+    }
+    if (too_late > 0) {
+        LogSinkWrite(kLogWarning, kModulePlatform, "the bus stops: %zu messages for %s are dropped", too_late,
+                     name_.c_str());
     }
 }
 

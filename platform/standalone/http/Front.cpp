@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "standalone/base/DescribedTask.h"
 #include "standalone/http/HeaderValue.h"
 #include "standalone/http/JsonCheck.h"
 #include "standalone/http/Multipart.h"
@@ -81,18 +82,34 @@ bool ReadBody(const ClientRequest& request, bool json, MsgIn& in, std::string& e
 }  // namespace
 
 /// A request that is worked on; counted until it is let go of.
-class Front::Work : public Mox::Base::CTask {
+class Front::Work : public DescribedTask {
 public:
     Work(std::shared_ptr<Front> front, ClientRequest request)
         : front_(std::move(front)), request_(std::move(request)) {}
     ~Work() override { front_->Ended(); }
     Work(const Work&) = delete;
     Work& operator=(const Work&) = delete;
-    void Exec() override { front_->Serve(request_); }
+    void Exec() override { front_->Serve(*this); }
+
+    const ClientRequest& Request() const { return request_; }
+
+    /// @param path  of the request, which is the binding's URL and numbers: nothing secret
+    void HandedTo(const UrlBinding& binding, const std::string& path) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        handler_ = "plug-in " + binding.plugin + " at a request for " + path;
+    }
+
+    std::string Description() const override {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return handler_.empty() ? "a request from " + request_.remote : handler_;
+    }
 
 private:
     const std::shared_ptr<Front> front_;
     const ClientRequest request_;
+
+    mutable std::mutex mutex_;
+    std::string handler_;  // guarded by mutex_; "" until a plug-in has it
 };
 
 Front::Front(UrlTable& urls, Answers& answers, PushBoard& board, FrontSessions sessions, std::size_t requests,
@@ -149,10 +166,11 @@ void Front::Ended() {
     ended_.notify_all();
 }
 
-void Front::Serve(const ClientRequest& request) {
+void Front::Serve(Work& work) {
+    const ClientRequest& request = work.Request();
     std::optional<Answer> answer;
     try {
-        answer = Route(request);
+        answer = Route(work);
     } catch (const std::exception& error) {
         // the target may hold a session's id
         LogSinkWrite(kLogError, kModulePlatform, "a request from %s failed: %s", request.remote.c_str(), error.what());
@@ -161,8 +179,9 @@ void Front::Serve(const ClientRequest& request) {
     if (answer) SendAnswer(request.exchange, std::move(*answer));
 }
 
-std::optional<Answer> Front::Route(const ClientRequest& request) {
-    Call call{request, {}, {}, false};
+std::optional<Answer> Front::Route(Work& work) {
+    const ClientRequest& request = work.Request();
+    Call call{work, request, {}, {}, false};
     std::string error;
     if (!ParseTarget(request.target, call.target, error)) return MakeError(400, error);
     FindSession(call);
@@ -254,6 +273,7 @@ std::optional<Answer> Front::RunHandler(Call& call, const UrlTable::Match& match
     const int32_t number = in.n_connection;  // the handler may write to its record
     if (number == 0) return Busy("the server stops");
 
+    call.work.HandedTo(binding, call.target.path);
     ZELPlatform::MsgOut out;
     ZELPlatform::ProtoParam2 param;
     std::optional<std::string> thrown;

@@ -45,17 +45,18 @@ private:
 
     /// A request with what was found out about it.
     struct Call {
+        Work& work;
         const ClientRequest& request;
         Target target;
         std::optional<Session> session;
         bool session_of_cookie = false;
     };
 
-    void Serve(const ClientRequest& request);
+    void Serve(Work& work);
     void Ended();
 
     // These give nothing when the request is answered, or will be, by other means.
-    std::optional<Answer> Route(const ClientRequest& request);
+    std::optional<Answer> Route(Work& work);
     std::optional<Answer> OpenPush(const Call& call);
     std::optional<Answer> CallPlugin(Call& call);
     std::optional<Answer> RunHandler(Call& call, const UrlTable::Match& match, int method);

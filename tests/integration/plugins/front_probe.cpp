@@ -1,15 +1,23 @@
 // Serves URLs that behave well and badly, and pushes and tells as it is asked, for tests of the front:
-//   /probe/echo     what the request held          /probe/page     a page that tries the front from a browser
-//   /probe/throws   throws                         /probe/result   POST: keeps its body in
-//   <data_dir>/front_probe.result /probe/sleeps   waits until /probe/wake        /probe/wake     POST /probe/silent
-//   never answers                  /probe/later    is answered by another thread, behind the handler /probe/push POST,
-//   key to: users|all|persons|holders|client, key id: the user, person, permission or session
+//   /probe/echo    what the request held
+//   /probe/page    a page that tries the front from a browser
+//   /probe/result  POST: keeps its body in <data_dir>/front_probe.result
+//   /probe/throws  throws
+//   /probe/silent  never answers
+//   /probe/later   is answered by another thread, behind the handler
+//   /probe/sleeps  waits until /probe/wake or the plug-in's stop
+//   /probe/hangs   waits until somebody has written to the FIFO <data_dir>/front_probe.fifo and closed it, once
+//   /probe/tell    POST, key times: posts an event so often. Its subscriber waits as /probe/hangs, passes it on to
+//                  another subscriber, and adds a line to <data_dir>/front_probe.told; so does the other one
+//   /probe/push    POST, key to: users|all|persons|holders|client, key id: the user, person, permission or session
 #include <qar/HttpRecords.h>
 #include <qar/IBusMsg.h>
 #include <qar/IMessageBusManagerAPI.h>
 #include <qar/IPlatformAdapterInterface.h>
 #include <qarhost/plugin_entry.h>
+#include <sys/stat.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
@@ -104,8 +112,12 @@ std::string Echo(const SHttpRequest& request) {
            ",\"https\":" + (request.b_access_type_https ? "true" : "false") + ",\"parts\":[" + parts + "]}";
 }
 
+constexpr int kTold = 43;
+constexpr int kPassedOn = 44;
+
 struct State {
-    std::string file;
+    std::string file;  // what the names of the plug-in's files begin with
+    std::atomic<bool> has_hung = false;
     std::mutex mutex;
     std::condition_variable changed;
     bool awake = false;
@@ -143,6 +155,32 @@ void AnswerLater(long long connection) {
     });
 }
 
+void Hang() {
+    if (!state->has_hung.exchange(true)) std::ifstream(state->file + ".fifo").get();
+}
+
+bool PostEvent(int event) {
+    return Bus()->PostEventMsg(std::make_shared<qar::CBusMsgCommon>(event, 1001, 5, "{}", nullptr, 0, plugin));
+}
+
+void AddTold(const std::string& line) {
+    std::lock_guard<std::mutex> lock(state->mutex);
+    std::ofstream(state->file + ".told", std::ios::app) << line << "\n";
+}
+
+bool SubscribeToTold() {
+    return Bus()->SubscribeEventMsg(
+               {kTold}, plugin,
+               [](const std::shared_ptr<qar::IBusMsg>&) {
+                   Hang();
+                   AddTold("told, passed on: " + std::to_string(PostEvent(kPassedOn)));
+               },
+               false) &&
+           Bus()->SubscribeEventMsg(
+               {kPassedOn}, plugin + ".other",
+               [](const std::shared_ptr<qar::IBusMsg>&) { AddTold("reached the other"); }, false);
+}
+
 void Serve(const char* url, bool open, qar::UsrRequestFunc handler) {
     Bus()->RegisterUsrRequest(plugin, url, ZELPlatform::kMethodAny, ZELPlatform::CmdParam::kExecAsync,
                               std::move(handler), open);
@@ -150,14 +188,15 @@ void Serve(const char* url, bool open, qar::UsrRequestFunc handler) {
 
 int Start(const qarhost_context_t* context) {
     plugin = context->plugin_id;
-    state->file = std::string(context->data_dir) + "/front_probe.result";
-    if (!Bus()->PublishEventType({42}, 1001)) return 1;
+    state->file = std::string(context->data_dir) + "/front_probe";
+    mkfifo((state->file + ".fifo").c_str(), 0600);  // a restart finds it made
+    if (!Bus()->PublishEventType({42, kTold, kPassedOn}, 1001) || !SubscribeToTold()) return 1;
     Serve("/probe/page", true, [](SHttpResponse& response, const SHttpRequest&) { response.str_body = kPage; });
     Serve("/probe/echo", false,
           [](SHttpResponse& response, const SHttpRequest& request) { response.str_body = Echo(request); });
     Serve("/probe/result", true, [](SHttpResponse&, const SHttpRequest& request) {
         std::ofstream(state->file + ".part") << request.str_body << "\n";
-        std::rename((state->file + ".part").c_str(), state->file.c_str());
+        std::rename((state->file + ".part").c_str(), (state->file + ".result").c_str());
     });
     Serve("/probe/throws", true,
           [](SHttpResponse&, const SHttpRequest&) { throw std::runtime_error("thrown by the probe"); });
@@ -176,6 +215,12 @@ int Start(const qarhost_context_t* context) {
         state->awake = true;
         state->changed.notify_all();
         response.str_body = "woken";
+    });
+    Serve("/probe/hangs", true, [](SHttpResponse&, const SHttpRequest&) { Hang(); });
+    Serve("/probe/tell", true, [](SHttpResponse& response, const SHttpRequest& request) {
+        bool posted = true;
+        for (int i = std::atoi(Param(request, "times").c_str()); i > 0; --i) posted = PostEvent(kTold) && posted;
+        response.str_body = posted ? "{\"pushed\":true}" : "{\"pushed\":false}";
     });
     Serve("/probe/push", false, [](SHttpResponse& response, const SHttpRequest& request) {
         response.str_body = Push(request) ? "{\"pushed\":true}" : "{\"pushed\":false}";

@@ -64,8 +64,8 @@ public:
     void TearDown() override {
         qarplatform::DeviceLayer::Get().StopProbes();
         qarplatform::StopTimers();
-        qarplatform::JoinThreadPools();
         qarplatform::StopBus();
+        qarplatform::JoinThreadPools();
         qarplatform::StopDatabase();
         qarplatform::StopLog();
     }

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <latch>
 #include <list>
@@ -143,6 +144,38 @@ TEST(BusThreadsTest, StopWaitsForThoseWhoAreSending) {
         sending.reset();
     }
     EXPECT_TRUE(delivered);
+}
+
+TEST(BusThreadsTest, StopDropsWhatIsStillQueuedAfterItsTimeAndWaitsForTheDeliveryUnderWay) {
+    struct Empty final : qarplatform::Message {
+        std::string Text() const override { return ""; }
+    };
+    using EmptyReceiver = qarplatform::ReceiverOf<Empty>;
+    TempLog log(4);
+    BusThreads threads;
+    std::latch begun(1);
+    std::latch may_go_on(1);
+    int delivered = 0;
+    const auto receiver =
+        std::make_shared<const EmptyReceiver>(threads.LaneOf(kSubscriberPlugin, "a"), [&](const Empty&) {
+            begun.count_down();
+            may_go_on.wait();
+            ++delivered;
+        });
+    {
+        const BusThreads::Sending sending(threads);
+        for (int i = 0; i < 3; ++i) {
+            receiver->lane->Post(qarplatform::Delivery(receiver, std::make_shared<const Empty>()));
+        }
+    }
+    begun.wait();
+    {
+        const test_support::OtherThread stopping([&] { threads.Stop(std::chrono::milliseconds(0)); });
+        EXPECT_TRUE(stopping.Waits());
+        may_go_on.count_down();
+    }
+    EXPECT_EQ(delivered, 1);
+    EXPECT_THAT(log.Lines(), ElementsAre("W [QARPlatform] the bus stops: 2 messages for subscriber a are dropped"));
 }
 
 TEST(WholeBusTest, OrderHoldsForASubscriberOverChangesEventsAndNotifyMessages) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <semaphore>
@@ -54,7 +55,8 @@ protected:
     }
 
     Mox::Base::CMessageLoopDyThreadPool pool_;
-    const std::shared_ptr<Lane> lane_ = std::make_shared<Lane>("subscriber s", pool_);
+    qarplatform::StopDeadline deadline_;
+    const std::shared_ptr<Lane> lane_ = std::make_shared<Lane>("subscriber s", pool_, deadline_);
     std::binary_semaphore blocked_{0};
     std::binary_semaphore may_go_on_{0};
     std::size_t delivered_ = 0;  // changed on the lane only
@@ -181,6 +183,31 @@ TEST_F(LaneTest, WhatAReceiverThrowsIsLoggedWithTheMessage) {
     EXPECT_THAT(log.Lines(),
                 ElementsAre("E [QARPlatform] subscriber s threw at number 1: boom",
                             "E [QARPlatform] subscriber s threw something that is no std::exception at number 2"));
+}
+
+TEST_F(LaneTest, DescribesTheSubscriberWhileAMessageIsBeingDelivered) {
+    EXPECT_EQ(lane_->Description(), "");
+    Block();
+    EXPECT_EQ(lane_->Description(), "subscriber s");
+    lane_->Post(To(counter_, 0));
+    lane_->Post(To(counter_, 0));
+    EXPECT_EQ(lane_->Description(), "subscriber s (2 messages wait)");
+    may_go_on_.release();
+    pool_.Stop(true);
+    EXPECT_EQ(lane_->Description(), "");
+}
+
+TEST_F(LaneTest, OnceTheDeadlineIsOverMessagesThatWaitAreDroppedWithALine) {
+    TempLog log(4);
+    deadline_.Set(qarplatform::StopDeadline::Clock::now() + std::chrono::hours(1));
+    lane_->Post(To(counter_, 0));
+    Block();
+    for (int i = 0; i < 3; ++i) lane_->Post(To(counter_, 0));
+    deadline_.Set(qarplatform::StopDeadline::Clock::now());
+    may_go_on_.release();
+    pool_.Stop(true);
+    EXPECT_EQ(delivered_, 1U);
+    EXPECT_THAT(log.Lines(), ElementsAre("W [QARPlatform] the bus stops: 3 messages for subscriber s are dropped"));
 }
 
 }  // namespace

@@ -1,13 +1,16 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <functional>
 #include <future>
 #include <memory>
+#include <string>
 #include <thread>
 #include <utility>
 
 #include "Mox/Base/ThreadPool.h"
+#include "standalone/base/DescribedTask.h"
 #include "standalone/base/ThreadPoolControl.h"
 
 namespace qarplatform {
@@ -85,6 +88,74 @@ TEST(JoinThreadPoolsTest, PoolThatATaskStartsMeanwhileIsRefusedAndNotWaitedFor) 
     JoinThreadPools();
     EXPECT_FALSE(started);
     EXPECT_FALSE(late.Start(1, 1, 1));
+}
+
+/// A task that runs until its end is asked for.
+class LongTask : public DescribedTask {
+public:
+    explicit LongTask(std::string description) : description_(std::move(description)) {}
+    void Exec() override {
+        begun_.set_value();
+        end_.get_future().wait();
+    }
+    std::string Description() const override { return description_; }
+
+    void WaitUntilItRuns() { begun_.get_future().wait(); }
+    void End() { end_.set_value(); }
+
+private:
+    const std::string description_;
+    std::promise<void> begun_;
+    std::promise<void> end_;
+};
+
+TEST(RunningTasksTest, TellsWhatTheWorkersOfAllPoolsAreAt) {
+    EXPECT_THAT(RunningTasks(), testing::IsEmpty());
+    Mox::Base::CMessageLoopDyThreadPool one;
+    Mox::Base::CMessageLoopDyThreadPool other;
+    ASSERT_TRUE(one.Start(1, 2, 1));
+    ASSERT_TRUE(other.Start(1, 1, 1));
+    const auto named = std::make_shared<LongTask>("subscriber a");
+    const auto silent = std::make_shared<LongTask>("");
+    const auto queued = std::make_shared<LongTask>("subscriber b");
+    one.PostTask(named);
+    one.PostTask(silent);
+    std::promise<void> begun;
+    std::promise<void> go_on;
+    Post(other, [&] {
+        begun.set_value();
+        go_on.get_future().wait();
+    });
+    named->WaitUntilItRuns();
+    silent->WaitUntilItRuns();
+    begun.get_future().wait();
+    other.PostTask(queued);
+    EXPECT_THAT(RunningTasks(),
+                testing::UnorderedElementsAre("subscriber a",
+                                              "a task of class qarplatform::(anonymous namespace)::FunctionTask"));
+    named->End();
+    silent->End();
+    go_on.set_value();
+    queued->WaitUntilItRuns();
+    one.Stop(true);
+    EXPECT_THAT(RunningTasks(), testing::ElementsAre("subscriber b"));
+    queued->End();
+    other.Stop(true);
+    EXPECT_THAT(RunningTasks(), testing::IsEmpty());
+}
+
+TEST(RunningTasksTest, TellsWhatJoiningWaitsFor) {
+    Mox::Base::CMessageLoopDyThreadPool pool;
+    ASSERT_TRUE(pool.Start(1, 1, 1));
+    const auto task = std::make_shared<LongTask>("subscriber a");
+    pool.PostTask(task);
+    task->WaitUntilItRuns();
+    pool.Stop(false);
+    std::thread joiner(&JoinThreadPools);
+    EXPECT_THAT(RunningTasks(), testing::ElementsAre("subscriber a"));
+    task->End();
+    joiner.join();
+    EXPECT_THAT(RunningTasks(), testing::IsEmpty());
 }
 
 }  // namespace
