@@ -2,12 +2,14 @@
 
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <boost/asio/ip/address.hpp>
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
 #include <cstring>
+#include <exception>
 #include <utility>  // before Asio: its coroutine header lacks it
 
 namespace qarplatform {
@@ -19,6 +21,25 @@ namespace {
 
 constexpr int kTakenAtOnce = 64;
 constexpr std::chrono::milliseconds kBetweenVainTries(100);
+
+/// Owns a descriptor until a socket does.
+class NewDescriptor {
+public:
+    explicit NewDescriptor(int fd) : fd_(fd) {}
+    ~NewDescriptor() {
+        if (fd_ >= 0) {
+            ::close(fd_);
+        }
+    }
+    NewDescriptor(const NewDescriptor&) = delete;
+    NewDescriptor& operator=(const NewDescriptor&) = delete;
+
+    int Get() const { return fd_; }
+    void Release() { fd_ = -1; }
+
+private:
+    int fd_;
+};
 
 bool IsLack(int reason) { return reason == EMFILE || reason == ENFILE || reason == ENOBUFS || reason == ENOMEM; }
 
@@ -82,33 +103,44 @@ void ClientListener::Await() {
 }
 
 void ClientListener::TakeIn() {
+    try {
+        TakeInWaiting();
+    } catch (const std::exception& failure) {
+        Pause(failure.what());
+    }
+}
+
+void ClientListener::TakeInWaiting() {
     for (int i = 0; i < kTakenAtOnce && acceptor_.is_open(); ++i) {
         net::ip::tcp::endpoint remote;
         auto size = static_cast<socklen_t>(remote.capacity());
         const int fd = ::accept4(acceptor_.native_handle(), remote.data(), &size, SOCK_NONBLOCK | SOCK_CLOEXEC);
         if (fd >= 0) {
-            ClientStream::Socket socket(acceptor_.get_executor(), remote.protocol(), fd);
+            NewDescriptor descriptor(fd);
+            ClientStream::Socket socket(acceptor_.get_executor(), remote.protocol(), descriptor.Get());
+            descriptor.Release();
             error_code ignored;
             socket.set_option(net::ip::tcp::no_delay(true), ignored);
             on_client_(std::move(socket), AddressText(remote.address()));
         } else if (errno == EAGAIN) {
             break;
         } else if (IsLack(errno)) {
-            AwaitDescriptors(errno);
+            Pause(std::strerror(errno));
             return;
         }  // else a client that has gone already
     }
     Await();
 }
 
-void ClientListener::AwaitDescriptors(int reason) {
-    faults_.Tell(std::string("clients cannot be taken in: ") + std::strerror(reason), "");
+// First of all it sees to its own going on, as the telling may lack memory too.
+void ClientListener::Pause(const char* reason) {
     timer_.expires_after(kBetweenVainTries);
     timer_.async_wait([this](const error_code& error) {
         if (!error) {
             TakeIn();
         }
     });
+    faults_.Tell(std::string("clients cannot be taken in: ") + reason, "");
 }
 
 }  // namespace qarplatform

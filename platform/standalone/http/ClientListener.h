@@ -14,10 +14,12 @@
 
 namespace qarplatform {
 
-/// Takes clients in. A lack of descriptors makes them wait. Threads: that of its io_context, from Start on.
+/// Takes clients in. A lack of descriptors, memory or the like makes them wait. Threads: that of its io_context, from
+/// Start on.
 class ClientListener {
 public:
-    /// @param on_client  gets each client with its address, as text without the port
+    /// @param on_client  gets each client with its address, as text without the port. When it throws, that client's
+    /// connection is ended, the fault told, and the others wait for a moment.
     ClientListener(boost::asio::io_context& io, ClientFaults& faults,
                    std::function<void(ClientStream::Socket, const std::string&)> on_client);
 
@@ -33,7 +35,8 @@ public:
 private:
     void Await();
     void TakeIn();
-    void AwaitDescriptors(int reason);
+    void TakeInWaiting();
+    void Pause(const char* reason);
 
     ClientFaults& faults_;
     const std::function<void(ClientStream::Socket, const std::string&)> on_client_;

@@ -18,6 +18,7 @@ namespace {
 using boost::system::error_code;
 
 constexpr std::size_t kSpoolPiece = 256 * 1024;
+constexpr std::size_t kSendPiece = 256 * 1024;
 constexpr std::chrono::seconds kEndTime(5);  // for a client to take the last answer
 constexpr std::chrono::seconds kEndTimeOnStop(1);
 constexpr std::chrono::hours kLongestTime(24 * 365);  // that a timer's clock surely holds
@@ -320,15 +321,34 @@ void HttpConnection::Send(const AnswerHead& head, std::string_view body, std::fu
     const HttpServerOptions& options = host_.Options();
     StopWaiting();
     state_ = State::kSending;
-    Arm(head.timeout.count() > 0 ? head.timeout : options.send_timeout, &HttpConnection::OnSendTimeout);
+    send_time_ = head.timeout.count() > 0 ? head.timeout : options.send_timeout;
     keep_alive_ = !head.close && !host_.Stopping() && parser_->KeepsAlive();
     head_text_ = AnswerHeadText(head, body.size(), parser_->head.version, keep_alive_, std::time(nullptr));
     done_ = std::move(done);
     if (parser_->head.verb == "HEAD" || !HasBody(head.status)) {
         body = {};
     }
-    stream_.Write(head_text_, body,
-                  [self = shared_from_this()](const error_code& error, std::size_t) { self->OnSent(error); });
+    unsent_ = body;
+    SendPiece(head_text_);
+}
+
+// Each piece has the whole time: what counts is that the client goes on taking, not how long the answer is.
+void HttpConnection::SendPiece(std::string_view head) {
+    Arm(send_time_, &HttpConnection::OnSendTimeout);
+    const std::string_view piece = unsent_.substr(0, kSendPiece);
+    unsent_.remove_prefix(piece.size());
+    stream_.Write(head, piece,
+                  [self = shared_from_this()](const error_code& error, std::size_t) { self->OnPieceSent(error); });
+}
+
+void HttpConnection::OnPieceSent(const error_code& error) {
+    if (error || unsent_.empty()) {
+        OnSent(error);
+    } else if (state_ == State::kClosed) {  // while it was on its way here
+        OnSent(boost::asio::error::operation_aborted);
+    } else {
+        SendPiece({});
+    }
 }
 
 void HttpConnection::OnSent(const error_code& error) {

@@ -120,6 +120,8 @@ private:
     void RefuseFull() { Refuse(503, "there are too many connections"); }
     void SendError(unsigned status, const std::string& reason);
     void Send(const AnswerHead& head, std::string_view body, std::function<void(SendResult)> done);
+    void SendPiece(std::string_view head);
+    void OnPieceSent(const boost::system::error_code& error);
     void OnSent(const boost::system::error_code& error);
     void OnWebSocketEnd();
     void End();
@@ -153,7 +155,9 @@ private:
     std::shared_ptr<ClientExchange> exchange_;
 
     std::string head_text_;
-    std::string own_body_;  // of the server's own answers
+    std::string own_body_;     // of the server's own answers
+    std::string_view unsent_;  // of the answer's body
+    std::chrono::milliseconds send_time_{0};
     bool keep_alive_ = false;
     std::function<void(SendResult)> done_;
     SendResult failure_ = SendResult::kGone;  // why a write fails

@@ -41,7 +41,7 @@ using beast::error_code;
 constexpr std::size_t kRefusedAtOnce = 64;  // connections beyond the limit that are told so, the others only end
 constexpr std::chrono::hours kLongestStop(24);
 constexpr std::size_t kPushMessageBytes = 64 * 1024;
-constexpr std::chrono::seconds kPushEndTime(5);  // for the answer to a close
+constexpr std::chrono::hours kLongestPushTime(24 * 365);  // that a timer's clock surely holds
 
 // --- requests --------------------------------------------------------------------------------------------------------
 
@@ -208,10 +208,15 @@ class BeastWebSocket : public WebSocketSession, public std::enable_shared_from_t
 public:
     BeastWebSocket(ConnectionHost& host, ClientStream& stream, std::string received, std::string remote,
                    std::function<void()> on_end)
-        : host_(host), remote_(std::move(remote)), on_end_(std::move(on_end)), socket_(stream, std::move(received)) {
+        : host_(host),
+          remote_(std::move(remote)),
+          on_end_(std::move(on_end)),
+          end_time_(std::min<std::chrono::milliseconds>(host.Options().push_end_timeout, kLongestPushTime)),
+          socket_(stream, std::move(received)),
+          end_timer_(stream.GetExecutor()) {
         beast::websocket::stream_base::timeout timeout{};
-        timeout.idle_timeout = host.Options().idle_timeout;
-        timeout.handshake_timeout = std::min<std::chrono::milliseconds>(kPushEndTime, host.Options().idle_timeout);
+        timeout.idle_timeout = std::min<std::chrono::milliseconds>(host.Options().idle_timeout, kLongestPushTime);
+        timeout.handshake_timeout = std::min(timeout.idle_timeout, beast::websocket::stream_base::duration(end_time_));
         timeout.keep_alive_pings = true;
         socket_.set_option(timeout);
         socket_.set_option(beast::websocket::stream_base::decorator(
@@ -261,6 +266,7 @@ private:
     void OnRead(const error_code& error) {
         if (error) {
             TellFailure(error);
+            end_timer_.cancel();
             queue_->Drop();
             Call([this] { listener_->Closed(); });
             on_end_();
@@ -280,7 +286,13 @@ private:
 
     /// Writes what is queued, one frame at a time, and ends the WebSocket behind it.
     void Pump() {
-        if (!opened_ || writing_ || !socket_.is_open()) {
+        if (!opened_) {
+            return;
+        }
+        if (!end_) {
+            BeginEnd();
+        }
+        if (writing_ || closing_ || !socket_.is_open()) {
             return;
         }
         if (std::optional<PushQueue::Frame> frame = queue_->TakeFrame()) {
@@ -292,20 +304,46 @@ private:
                                     self->TellFailure(error);
                                     self->Pump();
                                 });
-        } else if (const std::optional<PushQueue::End> end = queue_->TakeEnd()) {
-            if (end->overflow) {
-                host_.Faults().Tell("a WebSocket's client reads too slowly", remote_);
-            }
+        } else if (end_) {
+            closing_ = true;
             socket_.async_close(
-                beast::websocket::close_reason(static_cast<beast::websocket::close_code>(end->code), end->reason),
+                beast::websocket::close_reason(static_cast<beast::websocket::close_code>(end_->code), end_->reason),
                 [self = shared_from_this()](const error_code& error) { self->TellFailure(error); });
         }
     }
 
+    /// Where an end is noted: sees to it that no write that the client does not take, and no client that goes on
+    /// sending, keeps the WebSocket open.
+    void BeginEnd() {
+        end_ = queue_->TakeEnd();
+        if (!end_) {
+            return;
+        }
+        if (end_->overflow) {
+            host_.Faults().Tell("a WebSocket's client reads too slowly", remote_);
+        }
+        end_timer_.expires_after(end_time_);
+        end_timer_.async_wait([session = weak_from_this()](const error_code& error) {
+            const auto open = session.lock();
+            if (!error && open) {
+                open->OnEndTimeout();
+            }
+        });
+    }
+
+    void OnEndTimeout() {
+        if (!end_->overflow) {
+            TellNoAnswer();
+        }
+        socket_.next_layer().Close();  // the reading, which never rests, fails and tells the end
+    }
+
+    void TellNoAnswer() { host_.Faults().Tell("a WebSocket's client did not answer in time", remote_); }
+
     void TellFailure(const error_code& failure) {
         using beast::websocket::error;
         if (failure == beast::error::timeout) {
-            host_.Faults().Tell("a WebSocket's client did not answer in time", remote_);
+            TellNoAnswer();
         } else if (failure.category() == beast::websocket::make_error_code(error::closed).category() &&
                    failure != error::closed) {
             host_.Faults().Tell("a WebSocket's client broke the protocol, " + failure.message(), remote_);
@@ -324,12 +362,16 @@ private:
     ConnectionHost& host_;
     const std::string remote_;
     const std::function<void()> on_end_;
+    const std::chrono::milliseconds end_time_;
     beast::websocket::stream<PushStream, false> socket_;
     std::shared_ptr<PushListener> listener_;
     std::shared_ptr<PushQueue> queue_;
+    ClientStream::Timer end_timer_;
     beast::flat_buffer input_;
+    std::optional<PushQueue::End> end_;  // once it is noted
     bool opened_ = false;
     bool writing_ = false;
+    bool closing_ = false;  // the close is on its way
 };
 
 }  // namespace
@@ -462,12 +504,16 @@ void HttpServer::Impl::OnClient(ClientStream::Socket socket, const std::string& 
         return;
     }
     const auto connection = std::make_shared<HttpConnection>(*this, std::move(socket), tls_, remote);
-    if (full) {
-        refused_.insert(connection);
-        connection->StartRefused();
-    } else {
-        connections_.insert(connection);
-        connection->Start();
+    (full ? refused_ : connections_).insert(connection);
+    try {
+        if (full) {
+            connection->StartRefused();
+        } else {
+            connection->Start();
+        }
+    } catch (...) {  // it would count for ever
+        connection->Cut();
+        throw;
     }
 }
 

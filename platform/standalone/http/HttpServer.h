@@ -27,10 +27,14 @@ struct HttpServerOptions {
     std::chrono::milliseconds header_timeout{10'000};
     std::chrono::milliseconds body_timeout{60'000};    ///< for the whole body
     std::chrono::milliseconds idle_timeout{60'000};    ///< between two requests, and between two pongs of a WebSocket
-    std::chrono::milliseconds send_timeout{60'000};    ///< for an answer whose head names no time
+    std::chrono::milliseconds send_timeout{60'000};    ///< of an answer whose head names none: see AnswerHead
     std::chrono::milliseconds answer_timeout{60'000};  ///< from a request's last byte to its answer; then 504
-    std::size_t push_queue_bytes = 4 * 1024 * 1024;    ///< that wait for one WebSocket; above it is closed with 1008
-    std::chrono::milliseconds stop_timeout{5'000};     ///< for what is under way when the server stops
+    /// That wait for one WebSocket, with 128 more for each message; above it is closed with 1008.
+    std::size_t push_queue_bytes = 4 * 1024 * 1024;
+    /// For a WebSocket that the server ends: to what still waits, the close and the client's answer to it. Then it is
+    /// cut.
+    std::chrono::milliseconds push_end_timeout{5'000};
+    std::chrono::milliseconds stop_timeout{5'000};  ///< for what is under way when the server stops
 };
 
 /// Head of an answer. Content-Length, Transfer-Encoding, Connection, Keep-Alive, Date and Server are the server's own:
@@ -40,8 +44,10 @@ struct HttpServerOptions {
 struct AnswerHead {
     unsigned status = 200;
     std::vector<std::pair<std::string, std::string>> headers;
-    bool close = false;                    ///< ends the connection behind the answer
-    std::chrono::milliseconds timeout{0};  ///< 0: the server's send_timeout
+    bool close = false;  ///< ends the connection behind the answer
+    /// For the client to take the head with the first 256 KiB of the body, and again for each 256 KiB behind them; a
+    /// client that is slow but steady gets an answer of any length. 0: the server's send_timeout.
+    std::chrono::milliseconds timeout{0};
 };
 
 /// The numbers are those of Mox::Net::CHttpServer::HttpServerSyncSend.
@@ -49,7 +55,7 @@ enum class SendResult {
     kSent = 0,      ///< the system has taken every byte for the client
     kAnswered = 1,  ///< the request has its answer already, be it the server's own 504
     kGone = 2,      ///< the client ended the connection
-    kTimeout = 3,   ///< the client did not take the answer in time; its connection is ended
+    kTimeout = 3,   ///< the client did not take a part of the answer in time; its connection is ended
     kBadHead = 4,   ///< nothing was sent; the request may still be answered
     kStopped = 5    ///< the server stopped before the last byte
 };
@@ -66,7 +72,8 @@ public:
     /// @return false when the WebSocket has ended or ends now
     virtual bool Send(std::shared_ptr<const std::string> data, bool text) = 0;
 
-    /// Ends the WebSocket behind what is queued. Nothing when it has ended or ends already.
+    /// Ends the WebSocket behind what is queued; with 1008, whose client shall have nothing more, without it. One that
+    /// ends already keeps its code. It has ended when the server's push_end_timeout is over, whatever its client does.
     /// @param code    one that may be sent: 1000 to 1003, 1007 to 1011, 3000 to 4999; another becomes 1011
     /// @param reason  cut to 123 bytes
     virtual void Close(uint16_t code, const std::string& reason) = 0;

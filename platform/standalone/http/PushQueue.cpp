@@ -10,10 +10,14 @@ namespace qarplatform {
 namespace {
 
 constexpr std::size_t kLongestReason = 123;  // a control frame holds no more
+constexpr std::size_t kFrameBytes = 128;     // that a frame takes beside its data
+constexpr uint16_t kPolicy = 1008;
 
 bool IsCloseCode(uint16_t code) {
     return (code >= 1000 && code <= 1003) || (code >= 1007 && code <= 1011) || (code >= 3000 && code <= 4999);
 }
+
+std::size_t SizeOf(const std::string& data) { return data.size() + kFrameBytes; }
 
 std::string ReasonText(const std::string& reason) {
     std::string text = ReplaceNonUtf8(reason);
@@ -42,14 +46,14 @@ bool PushQueue::Send(std::shared_ptr<const std::string> data, bool text) {
         if (ended_) {
             return false;
         }
-        taken_in = data->size() <= limit_ - std::min(limit_, bytes_);
+        taken_in = SizeOf(*data) <= limit_ - std::min(limit_, bytes_);
         if (taken_in) {
-            bytes_ += data->size();
+            bytes_ += SizeOf(*data);
             frames_.push_back({std::move(data), text});
         } else {
             frames_.clear();
             ended_ = true;
-            end_ = End{1008, "the client reads too slowly", true};
+            end_ = End{kPolicy, "the client reads too slowly", true};
         }
     }
     return gate_->Post(wake_) && taken_in;
@@ -58,6 +62,9 @@ bool PushQueue::Send(std::shared_ptr<const std::string> data, bool text) {
 void PushQueue::Close(uint16_t code, const std::string& reason) {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
+        if (code == kPolicy) {
+            frames_.clear();  // behind another end too
+        }
         if (ended_) {
             return;
         }
@@ -75,19 +82,20 @@ std::optional<PushQueue::Frame> PushQueue::TakeFrame() {
     }
     Frame frame = std::move(frames_.front());
     frames_.pop_front();
-    taken_bytes_ = frame.data->size();
+    taken_bytes_ = SizeOf(*frame.data);
     return frame;
 }
 
 std::optional<PushQueue::End> PushQueue::TakeEnd() {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return frames_.empty() ? std::exchange(end_, std::nullopt) : std::nullopt;
+    return std::exchange(end_, std::nullopt);
 }
 
 void PushQueue::Drop() {
     const std::lock_guard<std::mutex> lock(mutex_);
     frames_.clear();
     ended_ = true;
+    end_.reset();
 }
 
 }  // namespace qarplatform

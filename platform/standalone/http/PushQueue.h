@@ -14,7 +14,8 @@
 
 namespace qarplatform {
 
-/// What waits for one WebSocket. It may outlive the WebSocket and its server.
+/// What waits for one WebSocket. A frame counts for the limit with its data and what it takes beside them. It may
+/// outlive the WebSocket and its server.
 class PushQueue : public PushChannel {
 public:
     struct Frame {
@@ -35,9 +36,9 @@ public:
 
     /// Takes the next frame, which counts for the limit until the one behind it is asked for.
     std::optional<Frame> TakeFrame();
-    /// @return how the WebSocket ends; when no frame is left
+    /// @return how the WebSocket ends behind the frames that are left; once, as soon as it is known
     std::optional<End> TakeEnd();
-    /// Drops what waits; nothing more is taken in.
+    /// Drops what waits, the end too; nothing more is taken in.
     void Drop();
 
 private:
@@ -48,7 +49,7 @@ private:
     std::mutex mutex_;  // not held while wake_ runs
     // guarded by mutex_
     std::deque<Frame> frames_;
-    std::size_t bytes_ = 0;  // of frames_ and the taken frame
+    std::size_t bytes_ = 0;  // what frames_ and the taken frame count
     std::size_t taken_bytes_ = 0;
     bool ended_ = false;  // nothing more is taken in
     std::optional<End> end_;

@@ -17,7 +17,7 @@ public:
     /// @param key  the client's Sec-WebSocket-Key
     virtual void Start(const std::string& key, std::shared_ptr<PushListener> listener) = 0;
 
-    /// Ends the WebSocket behind what is queued.
+    /// Ends the WebSocket as PushChannel::Close does.
     virtual void Close(uint16_t code, const std::string& reason) = 0;
 };
 

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -65,6 +66,16 @@ protected:
     static int Ask(RawClient& client) {
         client.Send("GET / HTTP/1.1\r\nHost: h\r\n\r\n");
         return client.ReadAnswer().status;
+    }
+
+    /// @return bytes of which no two parts are the same
+    static std::string Pattern(std::size_t size) {
+        std::string text;
+        for (std::size_t number = 0; text.size() < size; ++number) {
+            text += std::to_string(number) + '\n';
+        }
+        text.resize(size);
+        return text;
     }
 
     /// Asks again until a connection that is busy no more counts as such to the server.
@@ -179,6 +190,53 @@ TEST_F(HttpLimitsTest, ClientThatTakesItsAnswerTooSlowlyLosesItsConnection) {
     EXPECT_THAT(log.Lines(), ElementsAre("W [QARPlatform] http: an answer was taken too slowly, client 127.0.0.1"));
 }
 
+TEST_F(HttpLimitsTest, ClientThatIsSlowButSteadyGetsALongAnswerWhole) {
+    options_.send_timeout = milliseconds(700);
+    const std::string body = Pattern(20'000'000);
+    on_request_ = [&](const ClientRequest& request) { Answer(request, body); };
+    StartServer();
+    RawClient client(server_.Port());
+    client.Send("GET / HTTP/1.1\r\nHost: h\r\n\r\n");
+    const steady_clock::time_point begin = steady_clock::now();
+    EXPECT_THAT(client.ReadTo("\r\n\r\n"), HasSubstr("Content-Length: 20000000\r\n"));
+    std::string taken;
+    while (taken.size() < body.size()) {
+        const std::string part = client.ReadBytes(std::min<std::size_t>(body.size() - taken.size(), 1'000'000));
+        ASSERT_FALSE(part.empty()) << "after " << taken.size() << " bytes";
+        taken += part;
+        poll(nullptr, 0, 70);
+    }
+    EXPECT_TRUE(taken == body);
+    EXPECT_GT(steady_clock::now() - begin, options_.send_timeout);
+    EXPECT_THAT(results_.WaitFor(1), ElementsAre(SendResult::kSent));
+    EXPECT_EQ(Ask(client), 200) << "the connection serves on";
+}
+
+TEST_F(HttpLimitsTest, ClientThatStandsStillWithinALongAnswerLosesItsConnection) {
+    options_.send_timeout = milliseconds(300);
+    on_request_ = [this](const ClientRequest& request) { Answer(request, std::string(50'000'000, 'x')); };
+    StartServer();
+    RawClient client(server_.Port());
+    client.Send("GET / HTTP/1.1\r\nHost: h\r\n\r\n");
+    EXPECT_EQ(client.ReadBytes(20'000'000).size(), 20'000'000u);
+    EXPECT_THAT(results_.WaitFor(1), ElementsAre(SendResult::kTimeout));
+    EXPECT_LT(client.ReadToEnd().size(), 30'000'000u);
+}
+
+TEST_F(HttpLimitsTest, ClientThatTakesLessThanAPieceInItsTimeLosesItsConnection) {
+    options_.send_timeout = milliseconds(300);
+    on_request_ = [this](const ClientRequest& request) { Answer(request, std::string(50'000'000, 'x')); };
+    StartServer();
+    RawClient client(server_.Port());
+    client.TakeLittle();
+    client.Send("GET / HTTP/1.1\r\nHost: h\r\n\r\n");
+    while (results_.Now().empty()) {
+        ASSERT_EQ(client.ReadBytes(100).size(), 100u);
+        poll(nullptr, 0, 5);
+    }
+    EXPECT_THAT(results_.Now(), ElementsAre(SendResult::kTimeout));
+}
+
 TEST_F(HttpLimitsTest, AnswersOwnTimeTakesTheServersPlace) {
     options_.send_timeout = std::chrono::hours(1);
     on_request_ = [this](const ClientRequest& request) {
@@ -194,7 +252,7 @@ TEST_F(HttpLimitsTest, AnswersOwnTimeTakesTheServersPlace) {
 
 TEST_F(HttpLimitsTest, LongestTimesAreNoneThatOverflow) {
     options_.header_timeout = options_.body_timeout = options_.idle_timeout = options_.send_timeout =
-        options_.answer_timeout = options_.stop_timeout = milliseconds::max();
+        options_.answer_timeout = options_.push_end_timeout = options_.stop_timeout = milliseconds::max();
     StartServer();
     RawClient client(server_.Port());
     client.Send("GET /1 HTTP/1.1\r\nHost: h\r\n\r\n");

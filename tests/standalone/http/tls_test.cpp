@@ -178,6 +178,31 @@ TEST_F(TlsTest, WebSocketsAreServed) {
     EXPECT_TRUE(client.Ends());
 }
 
+TEST_F(TlsTest, WebSocketWhoseClientReadsNothingEndsInTime) {
+    class Flood : public qarplatform::PushListener {
+    public:
+        void Opened(const std::shared_ptr<qarplatform::PushChannel>& channel) override {
+            channel->Send(std::make_shared<const std::string>(20'000'000, 'x'), false);
+            channel->Close(1001, "the end");
+        }
+        void Received(const std::string&) override {}
+        void Closed() override { closed.Add(std::chrono::steady_clock::now()); }
+
+        Arrivals<std::chrono::steady_clock::time_point> closed;
+    };
+    const auto flood = std::make_shared<Flood>();
+    on_request_ = [flood](const ClientRequest& request) { request.exchange->Accept(flood); };
+    options_.push_queue_bytes = 30'000'000;
+    options_.push_end_timeout = milliseconds(200);
+    StartServer();
+    const auto begin = std::chrono::steady_clock::now();
+    PushClient client(server_.Port(), Tls::kAny);
+    EXPECT_EQ(client.Upgraded().status, 101);
+    EXPECT_LT(flood->closed.WaitFor(1)[0] - begin, options_.idle_timeout / 2);
+    server_.Stop();
+    EXPECT_EQ(flood->closed.Now().size(), 1u);
+}
+
 TEST_F(TlsTest, StopCutsWhatIsUnderWay) {
     options_.stop_timeout = milliseconds(200);
     on_request_ = [this](const ClientRequest& request) { Answer(request, std::string(50'000'000, 'x')); };

@@ -58,6 +58,39 @@ protected:
         return frame.CloseCode();
     }
 
+    /// Starts the server for one connection. @return the WebSocket's client, which reads nothing, so that the writing
+    /// of `parts` hangs
+    std::unique_ptr<PushClient> HangingClient(const std::shared_ptr<const std::string>& part) {
+        options_.connections = 1;
+        options_.push_queue_bytes = std::max(options_.push_queue_bytes, 2 * part->size());
+        options_.push_end_timeout = milliseconds(200);
+        on_request_ = [this](const ClientRequest& request) {
+            if (request.websocket) {
+                request.exchange->Accept(recorder_);
+            } else {
+                Answer(request, "served");
+            }
+        };
+        StartServer();
+        auto client = std::make_unique<PushClient>(server_.Port());
+        client->TakeLittle();
+        EXPECT_TRUE(Channel()->Send(part, false));
+        EXPECT_EQ(client->ReadBytes(2).size(), 2u);  // the frame is on its way
+        return client;
+    }
+
+    /// Expects that the WebSocket, which is the only connection, ends long before its idle time does, once, and gives
+    /// its place back.
+    void ExpectCutInTime() {
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_THAT(recorder_->calls.WaitFor(2), ElementsAre("opened", "closed"));
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, options_.idle_timeout / 2);
+        EXPECT_FALSE(Channel()->Send(Text("late"), true));
+        while (Get().status == 503) {
+        }
+        EXPECT_EQ(recorder_->calls.Now().size(), 2u);
+    }
+
     std::shared_ptr<Recorder> recorder_ = std::make_shared<Recorder>();
 };
 
@@ -225,6 +258,101 @@ TEST_F(WebSocketTest, SlowClientThatWakesUpGetsTheReason) {
     EXPECT_EQ(client.ReadClose().CloseCode(), 1008);
     client.SendClose(1008);
     EXPECT_TRUE(client.Ends());
+}
+
+TEST_F(WebSocketTest, OverflowEndsAWebSocketWhoseClientReadsNothing) {
+    options_.push_queue_bytes = 1'000'000;
+    TempLog log;
+    std::weak_ptr<const std::string> data;
+    {
+        const auto part = Text(std::string(400'000, 'x'));
+        data = part;
+        const auto client = HangingClient(part);
+        while (Channel()->Send(part, false)) {
+        }
+        ExpectCutInTime();
+    }
+    EXPECT_TRUE(data.expired());
+    server_.Stop();
+    EXPECT_THAT(log.Lines(),
+                ElementsAre("W [QARPlatform] http: a WebSocket's client reads too slowly, client 127.0.0.1"));
+}
+
+TEST_F(WebSocketTest, CloseEndsAWebSocketWhoseClientReadsNothing) {
+    TempLog log;
+    for (const uint16_t code : {1008, 1001}) {
+        SCOPED_TRACE(code);
+        std::weak_ptr<const std::string> data;
+        {
+            const auto waiting = Text("waits");
+            data = waiting;
+            const auto client = HangingClient(Text(std::string(20'000'000, 'x')));
+            EXPECT_TRUE(Channel()->Send(waiting, true));
+            Channel()->Close(code, "the end");
+            ExpectCutInTime();
+        }
+        EXPECT_TRUE(data.expired());
+        server_.Stop();
+        recorder_ = std::make_shared<Recorder>();
+    }
+    EXPECT_THAT(log.Lines(),
+                ElementsAre("W [QARPlatform] http: a WebSocket's client did not answer in time, client 127.0.0.1",
+                            "W [QARPlatform] http: a WebSocket's client did not answer in time, client 127.0.0.1"));
+}
+
+TEST_F(WebSocketTest, ClientThatGoesOnSendingDoesNotStretchTheEnd) {
+    const auto client = HangingClient(Text(std::string(20'000'000, 'x')));
+    Channel()->Close(1008, "the end");
+    std::thread sending([&] {
+        while (client->SendFrame(0x80 | kPong, "")) {
+            std::this_thread::yield();
+        }
+    });
+    ExpectCutInTime();
+    sending.join();
+}
+
+TEST_F(WebSocketTest, BinaryMessageEndsAWebSocketWhoseClientReadsNothing) {
+    TempLog log;
+    const auto client = HangingClient(Text(std::string(20'000'000, 'x')));
+    client->SendFrame(0x80 | kBinary, "x");
+    ExpectCutInTime();
+    server_.Stop();
+    EXPECT_THAT(log.Lines(),
+                ElementsAre("W [QARPlatform] http: a WebSocket's message was no text, client 127.0.0.1",
+                            "W [QARPlatform] http: a WebSocket's client did not answer in time, client 127.0.0.1"));
+}
+
+TEST_F(WebSocketTest, WhatWaitsIsNotDeliveredBehindAnEndForPolicy) {
+    options_.push_queue_bytes = 30'000'000;
+    StartServer();
+    PushClient client(server_.Port());
+    const auto channel = Channel();
+    constexpr std::size_t kLong = 20'000'000;
+    EXPECT_TRUE(channel->Send(Text(std::string(kLong, 'x')), false));
+    EXPECT_EQ(client.ReadBytes(10).size(), 10u);  // the first frame's head: it is on its way
+    EXPECT_TRUE(channel->Send(Text("not for everybody"), true));
+    channel->Close(1008, "the session has ended");
+    EXPECT_EQ(client.ReadBytes(kLong).size(), kLong);
+    const Frame frame = client.ReadFrame();
+    EXPECT_EQ(frame.CloseCode(), 1008);
+    EXPECT_EQ(frame.data.substr(2), "the session has ended");
+    client.SendClose(1008);
+    EXPECT_TRUE(client.Ends());
+}
+
+TEST_F(WebSocketTest, ClientThatTakesWhatWaitsInTimeGetsItBeforeTheEnd) {
+    options_.push_queue_bytes = 30'000'000;
+    StartServer();
+    PushClient client(server_.Port());
+    const auto channel = Channel();
+    const std::string part(10'000'000, 'x');
+    EXPECT_TRUE(channel->Send(Text(part), true));
+    EXPECT_TRUE(channel->Send(Text(part + "y"), true));
+    channel->Close(1001, "the server stops");
+    EXPECT_TRUE(client.ReadFrame().data == part);
+    EXPECT_TRUE(client.ReadFrame().data == part + "y");
+    EXPECT_EQ(client.ReadFrame().CloseCode(), 1001);
 }
 
 TEST_F(WebSocketTest, SilentClientIsPingedAndClosedWhenItDoesNotAnswer) {
