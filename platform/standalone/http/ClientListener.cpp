@@ -1,6 +1,8 @@
 #include "standalone/http/ClientListener.h"
 
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -21,6 +23,7 @@ namespace {
 
 constexpr int kTakenAtOnce = 64;
 constexpr std::chrono::milliseconds kBetweenVainTries(100);
+constexpr int kUnsentBytes = 128 * 1024;
 
 /// Owns a descriptor until a socket does.
 class NewDescriptor {
@@ -40,6 +43,12 @@ public:
 private:
     int fd_;
 };
+
+/// Lets the system take no more for a client than keeps its line busy. Else it takes megabytes at once, and nothing
+/// then until a third of them has gone: a client that takes all the time would look as if it stood still.
+void LimitUnsent(ClientStream::Socket& socket) {
+    ::setsockopt(socket.native_handle(), IPPROTO_TCP, TCP_NOTSENT_LOWAT, &kUnsentBytes, sizeof(kUnsentBytes));
+}
 
 bool IsLack(int reason) { return reason == EMFILE || reason == ENFILE || reason == ENOBUFS || reason == ENOMEM; }
 
@@ -121,6 +130,7 @@ void ClientListener::TakeInWaiting() {
             descriptor.Release();
             error_code ignored;
             socket.set_option(net::ip::tcp::no_delay(true), ignored);
+            LimitUnsent(socket);
             on_client_(std::move(socket), AddressText(remote.address()));
         } else if (errno == EAGAIN) {
             break;

@@ -79,6 +79,13 @@ protected:
         return client;
     }
 
+    /// Ends the log. @return its lines of WebSockets
+    static std::vector<std::string> PushLines(TempLog& log) {
+        std::vector<std::string> lines = log.Lines();
+        std::erase_if(lines, [](const std::string& line) { return line.find("a WebSocket's") == std::string::npos; });
+        return lines;
+    }
+
     /// Expects that the WebSocket, which is the only connection, ends long before its idle time does, once, and gives
     /// its place back.
     void ExpectCutInTime() {
@@ -274,13 +281,13 @@ TEST_F(WebSocketTest, OverflowEndsAWebSocketWhoseClientReadsNothing) {
     }
     EXPECT_TRUE(data.expired());
     server_.Stop();
-    EXPECT_THAT(log.Lines(),
+    EXPECT_THAT(PushLines(log),
                 ElementsAre("W [QARPlatform] http: a WebSocket's client reads too slowly, client 127.0.0.1"));
 }
 
 TEST_F(WebSocketTest, CloseEndsAWebSocketWhoseClientReadsNothing) {
     TempLog log;
-    for (const uint16_t code : {1008, 1001}) {
+    for (const uint16_t code : {uint16_t{1008}, uint16_t{1001}}) {
         SCOPED_TRACE(code);
         std::weak_ptr<const std::string> data;
         {
@@ -295,7 +302,7 @@ TEST_F(WebSocketTest, CloseEndsAWebSocketWhoseClientReadsNothing) {
         server_.Stop();
         recorder_ = std::make_shared<Recorder>();
     }
-    EXPECT_THAT(log.Lines(),
+    EXPECT_THAT(PushLines(log),
                 ElementsAre("W [QARPlatform] http: a WebSocket's client did not answer in time, client 127.0.0.1",
                             "W [QARPlatform] http: a WebSocket's client did not answer in time, client 127.0.0.1"));
 }
@@ -304,7 +311,9 @@ TEST_F(WebSocketTest, ClientThatGoesOnSendingDoesNotStretchTheEnd) {
     const auto client = HangingClient(Text(std::string(20'000'000, 'x')));
     Channel()->Close(1008, "the end");
     std::thread sending([&] {
-        while (client->SendFrame(0x80 | kPong, "")) {
+        const auto begin = std::chrono::steady_clock::now();
+        while (client->SendFrame(0x80 | kPong, "") &&
+               std::chrono::steady_clock::now() - begin < options_.idle_timeout) {
             std::this_thread::yield();
         }
     });
@@ -318,7 +327,7 @@ TEST_F(WebSocketTest, BinaryMessageEndsAWebSocketWhoseClientReadsNothing) {
     client->SendFrame(0x80 | kBinary, "x");
     ExpectCutInTime();
     server_.Stop();
-    EXPECT_THAT(log.Lines(),
+    EXPECT_THAT(PushLines(log),
                 ElementsAre("W [QARPlatform] http: a WebSocket's message was no text, client 127.0.0.1",
                             "W [QARPlatform] http: a WebSocket's client did not answer in time, client 127.0.0.1"));
 }
