@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <thread>
@@ -59,7 +61,7 @@ protected:
     }
 
     /// Starts the server for one connection. @return the WebSocket's client, which reads nothing, so that the writing
-    /// of `parts` hangs
+    /// of `part` hangs
     std::unique_ptr<PushClient> HangingClient(const std::shared_ptr<const std::string>& part) {
         options_.connections = 1;
         options_.push_queue_bytes = std::max(options_.push_queue_bytes, 2 * part->size());
@@ -93,8 +95,10 @@ protected:
         EXPECT_THAT(recorder_->calls.WaitFor(2), ElementsAre("opened", "closed"));
         EXPECT_LT(std::chrono::steady_clock::now() - begin, options_.idle_timeout / 2);
         EXPECT_FALSE(Channel()->Send(Text("late"), true));
-        while (Get().status == 503) {
+        int status = 0;
+        while ((status = Get().status) == 503) {
         }
+        EXPECT_EQ(status, 200);
         EXPECT_EQ(recorder_->calls.Now().size(), 2u);
     }
 
