@@ -46,6 +46,7 @@ void RaiseFileLimit() {
 qarplatform::FrontOptions FrontOptionsOf(const qarplatform::HttpOptions& http, const std::string& data_dir) {
     qarplatform::FrontOptions options;
     options.https = http.IsSecure();
+    options.plain = http.plain;
     options.server.address = http.address;
     options.server.port = http.port;
     options.server.certificate_file = http.certificate_file;

@@ -8,12 +8,6 @@
 
 namespace qarplatform {
 
-/// A whole answer.
-struct Answer {
-    AnswerHead head;
-    std::string body;
-};
-
 /// @param type  of the body, for the header line Content-Type
 Answer MakeAnswer(unsigned status, std::string type, std::string body);
 

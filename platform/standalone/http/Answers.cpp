@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "standalone/http/AnswerText.h"
+
 namespace qarplatform {
 
 namespace {
@@ -100,25 +102,22 @@ std::shared_ptr<Exchange> Answers::Take(int32_t number) {
 }
 
 SendResult Answers::Send(int32_t number, const HttpResponse& response, int64_t size, const char* data) {
-    Pending pending;
+    AnswerHead head = MakeHead(response);
+    const bool sendable = IsSendable(head) && (size == 0 || (size > 0 && data != nullptr));
+    std::shared_ptr<Exchange> exchange;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         if (stopped_) return SendResult::kStopped;
         const auto found = pending_.find(number);
         if (found == pending_.end()) return SendResult::kAnswered;
-        if (size < 0 || (size > 0 && data == nullptr)) return SendResult::kBadHead;
-        pending = std::move(found->second);
+        if (!sendable) return SendResult::kBadHead;
+        exchange = std::move(found->second.exchange);
         pending_.erase(found);
     }
     Sending sending;
     const std::string_view body = size == 0 ? std::string_view() : std::string_view(data, static_cast<size_t>(size));
-    pending.exchange->Send(MakeHead(response), body, [&sending](SendResult result) { sending.Done(result); });
-    const SendResult result = sending.Wait();
-    if (result == SendResult::kBadHead) {  // nothing was sent: another try may do better
-        std::lock_guard<std::mutex> lock(mutex_);
-        if (!stopped_) pending_.emplace(number, std::move(pending));
-    }
-    return result;
+    exchange->Send(std::move(head), body, [&sending](SendResult result) { sending.Done(result); });
+    return sending.Wait();
 }
 
 // Numbers are given in order and begin anew behind the highest.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <exception>
 #include <limits>
 #include <string_view>
@@ -13,7 +14,6 @@
 #include "standalone/http/JsonCheck.h"
 #include "standalone/http/Multipart.h"
 #include "standalone/http/Pages.h"
-#include "standalone/http/RequestGuard.h"
 #include "standalone/log/PlatformLog.h"
 
 namespace qarplatform {
@@ -24,6 +24,7 @@ using ZELPlatform::MsgIn;
 
 constexpr int kIdleSeconds = 10;
 constexpr int kNoMethod = -1;
+constexpr uint64_t kOwnUrlBody = 64 * 1024;
 
 int MethodOfVerb(std::string_view verb) {
     if (verb == "GET" || verb == "HEAD") return ZELPlatform::kMethodGet;
@@ -40,9 +41,7 @@ int MethodOfWord(std::string_view word) {
     return word == "GET" ? ZELPlatform::kMethodPostGet : kNoMethod;
 }
 
-bool ChangesState(const ClientRequest& request) {
-    return request.websocket || (request.verb != "GET" && request.verb != "HEAD");
-}
+bool ChangesState(const ClientHead& head) { return head.websocket || (head.verb != "GET" && head.verb != "HEAD"); }
 
 Answer MethodNotAllowed(const std::string& allow) {
     Answer answer = MakeError(405, "the URL takes " + allow);
@@ -54,6 +53,18 @@ Answer NoSession() {
     Answer answer = MakeError(401, "log in first");
     answer.head.headers.emplace_back("WWW-Authenticate", "Session");
     return answer;
+}
+
+Answer WebSocketNeeded() {
+    Answer answer = MakeError(426, "this URL is for WebSockets");
+    answer.head.headers.emplace_back("Upgrade", "websocket");
+    return answer;
+}
+
+Answer Failed(const ClientHead& head, const std::exception& error) {
+    // the target may hold a session's id
+    LogSinkWrite(kLogError, kModulePlatform, "a request from %s failed: %s", head.remote.c_str(), error.what());
+    return MakeError(500, "the request failed");
 }
 
 Answer Busy(const char* reason) {
@@ -113,12 +124,13 @@ private:
 };
 
 Front::Front(UrlTable& urls, Answers& answers, PushBoard& board, FrontSessions sessions, std::size_t requests,
-             bool https)
+             UserScheme scheme)
     : urls_(urls),
       answers_(answers),
       board_(board),
       sessions_(sessions),
-      login_(std::move(sessions), https),
+      scheme_(scheme),
+      login_(std::move(sessions), scheme == UserScheme::kHttps),
       most_requests_(requests) {}
 
 bool Front::Start() {
@@ -172,108 +184,119 @@ void Front::Serve(Work& work) {
     try {
         answer = Route(work);
     } catch (const std::exception& error) {
-        // the target may hold a session's id
-        LogSinkWrite(kLogError, kModulePlatform, "a request from %s failed: %s", request.remote.c_str(), error.what());
-        answer = MakeError(500, "the request failed");
+        answer = Failed(request, error);
     }
     if (answer) SendAnswer(request.exchange, std::move(*answer));
 }
 
-std::optional<Answer> Front::Route(Work& work) {
-    const ClientRequest& request = work.Request();
-    Call call{work, request, {}, {}, false};
+BodyTerms Front::TermsOf(const ClientHead& head) const {
+    BodyTerms terms;
+    try {
+        Call call(head);
+        terms.refusal = Examine(call);
+        terms.known = call.session.has_value();
+        if (call.match.binding == nullptr) terms.most_bytes = kOwnUrlBody;
+    } catch (const std::exception& error) {
+        terms.refusal = Failed(head, error);
+    }
+    return terms;
+}
+
+std::optional<Answer> Front::Examine(Call& call) const {
+    const ClientHead& head = call.head;
     std::string error;
-    if (!ParseTarget(request.target, call.target, error)) return MakeError(400, error);
+    if (!ParseTarget(head.target, call.target, error)) return MakeError(400, error);
+    if (NamesSessionTwice(head.target)) return MakeError(400, "the query names SID more than once");
     FindSession(call);
+    call.method = MethodOfVerb(head.verb);
     const std::string& path = call.target.path;
     const bool guarded = call.session_of_cookie || path == "/login";
-    if (guarded && ChangesState(request) && !request.origin.empty() && !IsSameOrigin(request.origin, request.host)) {
+    if (guarded && ChangesState(head) && !head.origin.empty() && !IsSameOrigin(head.origin, head.host, scheme_)) {
         return MakeError(403, "the request comes from another site");
     }
-    if (path == "/push") return OpenPush(call);
-    if (request.websocket) return MakeError(404, "WebSockets are opened at /push");
-    if (path == "/login") return ServeLogin(call);
-    if (path == "/logout") return ServeLogout(call);
-    if (path == "/") return ServeIndex(call);
-    return CallPlugin(call);
+    if (path == "/push") {
+        if (!call.session) return NoSession();
+        return head.websocket ? std::nullopt : std::optional<Answer>(WebSocketNeeded());
+    }
+    if (head.websocket) return MakeError(404, "WebSockets are opened at /push");
+    const bool reads = call.method == ZELPlatform::kMethodGet;
+    const bool posts = call.method == ZELPlatform::kMethodPost;
+    const auto allow = [](bool allowed, const char* verbs) {
+        return allowed ? std::nullopt : std::optional<Answer>(MethodNotAllowed(verbs));
+    };
+    if (path == "/login") return allow(reads || posts, "GET, HEAD, POST");
+    if (path == "/logout") return allow(posts, "POST");
+    if (path == "/") return allow(reads, "GET, HEAD");
+    return FindPlugin(call);
 }
 
 void Front::FindSession(Call& call) const {
-    const std::string cookie = SessionCookie(call.request.cookie);
-    if (!cookie.empty()) call.session = sessions_.use(cookie);
+    for (const std::string& cookie : SessionCookies(call.head.cookie)) {
+        call.session = sessions_.use(cookie);
+        if (call.session) break;
+    }
     call.session_of_cookie = call.session.has_value();
     const auto key = call.target.params.find(std::string(kSessionKey));
     if (key == call.target.params.end()) return;
     if (!call.session && CanBeSessionId(key->second)) call.session = sessions_.use(key->second);
 }
 
-std::optional<Answer> Front::OpenPush(const Call& call) {
-    if (!call.session) return NoSession();
-    if (!call.request.websocket) {
-        Answer answer = MakeError(426, "this URL is for WebSockets");
-        answer.head.headers.emplace_back("Upgrade", "websocket");
-        return answer;
+std::optional<Answer> Front::FindPlugin(Call& call) const {
+    const auto word = call.target.params.find("MT");
+    if (call.method == ZELPlatform::kMethodPost && word != call.target.params.end()) {
+        call.method = MethodOfWord(word->second);
+        if (call.method == kNoMethod) return MakeError(400, "MT names none of PUT, POST, DELETE and GET");
     }
-    call.request.exchange->Accept(board_.NewListener(call.session->id));
-    return std::nullopt;
+    // a GET that travels as a POST keeps its own number
+    const bool is_get = call.method == ZELPlatform::kMethodPostGet;
+    call.match = urls_.Find(call.target.path, is_get ? ZELPlatform::kMethodGet : call.method);
+    if (call.match.binding != nullptr) {
+        if (!call.session && !call.match.binding->open) return NoSession();
+        return std::nullopt;
+    }
+    if (call.match.allow.empty()) return MakeError(404, "no plug-in serves " + call.target.path);
+    return MethodNotAllowed(call.match.allow);
 }
 
-Answer Front::ServeLogin(const Call& call) const {
-    switch (MethodOfVerb(call.request.verb)) {
-        case ZELPlatform::kMethodGet:
-            return login_.Page(call.target.params);
-        case ZELPlatform::kMethodPost:
-            return login_.Login(call.request);
-        default:
-            return MethodNotAllowed("GET, HEAD, POST");
+std::optional<Answer> Front::Route(Work& work) {
+    const ClientRequest& request = work.Request();
+    Call call(request);
+    if (std::optional<Answer> refusal = Examine(call)) return refusal;
+    const std::string& path = call.target.path;
+    if (path == "/push") {
+        request.exchange->Accept(board_.NewListener(call.session->id));
+        return std::nullopt;
     }
-}
-
-Answer Front::ServeLogout(const Call& call) const {
-    if (call.request.verb != "POST") return MethodNotAllowed("POST");
-    return login_.Logout(call.request, call.session);
+    if (path == "/login") {
+        return call.method == ZELPlatform::kMethodGet ? login_.Page(call.target.params) : login_.Login(request);
+    }
+    if (path == "/logout") return login_.Logout(request, call.session);
+    if (path == "/") return ServeIndex(call);
+    return RunHandler(work, call);
 }
 
 Answer Front::ServeIndex(const Call& call) const {
-    if (MethodOfVerb(call.request.verb) != ZELPlatform::kMethodGet) return MethodNotAllowed("GET, HEAD");
     if (!call.session) return MakeRedirect("/login");
     return MakePage(200, IndexPage(call.session->user_name, urls_.All()));
 }
 
-std::optional<Answer> Front::CallPlugin(Call& call) {
-    int method = MethodOfVerb(call.request.verb);
-    const auto word = call.target.params.find("MT");
-    if (method == ZELPlatform::kMethodPost && word != call.target.params.end()) {
-        method = MethodOfWord(word->second);
-        if (method == kNoMethod) return MakeError(400, "MT names none of PUT, POST, DELETE and GET");
-    }
-    // a GET that travels as a POST keeps its own number
-    const bool is_get = method == ZELPlatform::kMethodPostGet;
-    const UrlTable::Match match = urls_.Find(call.target.path, is_get ? ZELPlatform::kMethodGet : method);
-    if (match.binding != nullptr) {
-        if (!call.session && !match.binding->open) return NoSession();
-        return RunHandler(call, match, method);
-    }
-    if (match.allow.empty()) return MakeError(404, "no plug-in serves " + call.target.path);
-    return MethodNotAllowed(match.allow);
-}
-
-std::optional<Answer> Front::RunHandler(Call& call, const UrlTable::Match& match, int method) {
-    const UrlBinding& binding = *match.binding;
+std::optional<Answer> Front::RunHandler(Work& work, Call& call) {
+    const ClientRequest& request = work.Request();
+    const UrlBinding& binding = *call.match.binding;
     MsgIn in;
-    in.n_method = method;
-    in.str_url = call.request.target;
-    std::copy(match.numbers.begin(), match.numbers.end(), in.str_numbers);
+    in.n_method = call.method;
+    in.str_url = request.target;
+    std::copy(call.match.numbers.begin(), call.match.numbers.end(), in.str_numbers);
     if (call.session) in.str_request_text = call.session->id;
     in.map_params = std::move(call.target.params);
     std::string error;
-    if (!ReadBody(call.request, binding.json, in, error)) return MakeError(400, error);
+    if (!ReadBody(request, binding.json, in, error)) return MakeError(400, error);
     in.map_params.erase(std::string(kSessionKey));
-    in.n_connection = answers_.Add(call.request.exchange);
+    in.n_connection = answers_.Add(request.exchange);
     const int32_t number = in.n_connection;  // the handler may write to its record
     if (number == 0) return Busy("the server stops");
 
-    call.work.HandedTo(binding, call.target.path);
+    work.HandedTo(binding, call.target.path);
     ZELPlatform::MsgOut out;
     ZELPlatform::ProtoParam2 param;
     std::optional<std::string> thrown;

@@ -16,6 +16,7 @@
 #include "standalone/http/LoginUrls.h"
 #include "standalone/http/PushBoard.h"
 #include "standalone/http/QueryText.h"
+#include "standalone/http/RequestGuard.h"
 #include "standalone/http/UrlTable.h"
 
 namespace qarplatform {
@@ -25,9 +26,9 @@ namespace qarplatform {
 class Front : public std::enable_shared_from_this<Front> {
 public:
     /// @param requests  worked on at most at a time; those beyond are answered with 503
-    /// @param https     whether users reach the server by HTTPS
     /// The three tables outlive the front.
-    Front(UrlTable& urls, Answers& answers, PushBoard& board, FrontSessions sessions, std::size_t requests, bool https);
+    Front(UrlTable& urls, Answers& answers, PushBoard& board, FrontSessions sessions, std::size_t requests,
+          UserScheme scheme);
     Front(const Front&) = delete;
     Front& operator=(const Front&) = delete;
 
@@ -37,40 +38,46 @@ public:
     /// Takes no more requests, and waits for those that are worked on until `deadline`.
     void Stop(std::chrono::steady_clock::time_point deadline);
 
+    /// Tells how the body is to be taken of a request whose head is there. Only looks things up; not for the disk.
+    BodyTerms TermsOf(const ClientHead& head) const;
+
     /// Takes a request. Never waits.
     void Handle(ClientRequest request);
 
 private:
     class Work;
 
-    /// A request with what was found out about it.
+    /// A request with what its head tells.
     struct Call {
-        Work& work;
-        const ClientRequest& request;
+        explicit Call(const ClientHead& of) : head(of) {}
+
+        const ClientHead& head;
         Target target;
+        int method = 0;
         std::optional<Session> session;
         bool session_of_cookie = false;
+        UrlTable::Match match;  // of a plug-in's URL
     };
 
     void Serve(Work& work);
     void Ended();
 
+    // These find out what the head tells. @return why the request is refused, whatever its body
+    std::optional<Answer> Examine(Call& call) const;
+    std::optional<Answer> FindPlugin(Call& call) const;
+    void FindSession(Call& call) const;
+
     // These give nothing when the request is answered, or will be, by other means.
     std::optional<Answer> Route(Work& work);
-    std::optional<Answer> OpenPush(const Call& call);
-    std::optional<Answer> CallPlugin(Call& call);
-    std::optional<Answer> RunHandler(Call& call, const UrlTable::Match& match, int method);
+    std::optional<Answer> RunHandler(Work& work, Call& call);
 
-    Answer ServeLogin(const Call& call) const;
-    Answer ServeLogout(const Call& call) const;
     Answer ServeIndex(const Call& call) const;
-
-    void FindSession(Call& call) const;
 
     UrlTable& urls_;
     Answers& answers_;
     PushBoard& board_;
     const FrontSessions sessions_;
+    const UserScheme scheme_;
     const LoginUrls login_;
     const std::size_t most_requests_;
     Mox::Base::CMessageLoopDyThreadPool pool_;

@@ -36,6 +36,11 @@ FrontPlace& Place() {
     return place;
 }
 
+UserScheme SchemeOf(const FrontOptions& options) {
+    if (options.https) return UserScheme::kHttps;
+    return options.plain ? UserScheme::kEither : UserScheme::kHttp;
+}
+
 FrontSessions ProcessSessions() {
     FrontSessions sessions;
     sessions.use = [](const std::string& session) { return Sessions::Get().Use(session); };
@@ -65,7 +70,7 @@ bool StartFront(const FrontOptions& options, std::string& error) {
     auto running = std::make_unique<RunningFront>();
     running->stop_timeout = options.server.stop_timeout;
     running->front = std::make_shared<Front>(UrlTable::Get(), Answers::Get(), PushBoard::Get(), ProcessSessions(),
-                                             options.requests, options.https);
+                                             options.requests, SchemeOf(options));
     if (!running->front->Start()) {
         error = "no thread can be made";
         return false;
@@ -77,7 +82,8 @@ bool StartFront(const FrontOptions& options, std::string& error) {
         return Sessions::Get().HoldsOneOf(client, permissions);
     });
     const auto on_request = [front = running->front](ClientRequest request) { front->Handle(std::move(request)); };
-    if (!running->server.Start(options.server, on_request, error)) {
+    const auto on_head = [front = running->front](const ClientHead& head) { return front->TermsOf(head); };
+    if (!running->server.Start(options.server, on_request, error, on_head)) {
         running->front->Stop(std::chrono::steady_clock::now());
         EndTables();
         return false;

@@ -12,6 +12,7 @@ struct FrontOptions {
     HttpServerOptions server;
     std::size_t requests = 256;  ///< worked on at most at a time; those beyond are answered with 503
     bool https = false;          ///< whether users reach the server by HTTPS
+    bool plain = false;          ///< without https: whether something before the server may serve them by HTTPS
 };
 
 /// Begins to serve users' requests and WebSockets. The sessions have been started; URLs may be bound before and after.

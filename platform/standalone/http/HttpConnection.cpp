@@ -22,7 +22,14 @@ constexpr std::size_t kSendPiece = 256 * 1024;
 constexpr std::chrono::seconds kEndTime(5);  // for a client to take the last answer
 constexpr std::chrono::seconds kEndTimeOnStop(1);
 constexpr std::chrono::hours kLongestTime(24 * 365);  // that a timer's clock surely holds
+constexpr uint64_t kOwnBody = 64 * 1024;              // with a request that the server answers by itself
 constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
+
+/// The body of an unknown sender, which counts until its last user lets go of it.
+struct CountedBody {
+    std::string data;
+    std::optional<BodyShare> share;
+};
 
 void Tell(const std::function<void(SendResult)>& done, SendResult result) {
     try {
@@ -72,6 +79,7 @@ void HttpConnection::OnHandshake(const error_code& error, void (HttpConnection::
 void HttpConnection::AwaitRequest() {
     parser_ = host_.MakeParser();
     spool_.reset();
+    share_.reset();
     exchange_.reset();
     host_.OnWaiting(*this);
     if (received_.empty()) {
@@ -164,6 +172,9 @@ bool HttpConnection::OnHead() {
     StopWaiting();
     state_ = State::kBody;
     Arm(host_.Options().body_timeout, &HttpConnection::OnBodyTimeout);
+    if (!AgreeOnBody()) {
+        return false;
+    }
     if (!parser_->head.expects_continue || !received_.empty()) {
         return true;
     }
@@ -171,6 +182,32 @@ bool HttpConnection::OnHead() {
     stream_.Write(kContinue, {},
                   [self = shared_from_this()](const error_code& error, std::size_t) { self->OnContinued(error); });
     return false;
+}
+
+/// @return whether the body is taken; else the request is answered
+bool HttpConnection::AgreeOnBody() {
+    BodyTerms terms;
+    if (parser_->head.target == "*") {
+        terms.most_bytes = kOwnBody;
+        terms.known = false;
+    } else {
+        terms = host_.OnHead(HeadOfRequest());
+    }
+    if (terms.refusal) {
+        terms.refusal->head.close = true;
+        own_body_ = std::move(terms.refusal->body);
+        Send(terms.refusal->head, own_body_, nullptr);
+        return false;
+    }
+    if (!terms.known) {
+        terms.most_bytes = std::min(terms.most_bytes, host_.Options().memory_body_bytes);
+        share_.emplace(host_.UnknownBodies());
+    }
+    if (!parser_->LimitBody(terms.most_bytes)) {
+        Refuse(parser_->refusal.status, parser_->refusal.reason);
+        return false;
+    }
+    return true;
 }
 
 void HttpConnection::OnContinued(const error_code& error) {
@@ -185,9 +222,16 @@ void HttpConnection::OnContinued(const error_code& error) {
     }
 }
 
-/// @return whether the body stays in memory for now; else the way goes on in OnSpooled
+/// @return whether the body stays in memory for now; else the way goes on in OnSpooled, or the request is answered
 bool HttpConnection::KeepBody(bool whole) {
     const std::size_t size = parser_->body.size();
+    if (share_) {
+        const bool fits = share_->Grow(size);
+        if (!fits) {
+            Refuse(503, "there are too many bodies of unknown senders");
+        }
+        return fits;
+    }
     if ((!spool_ && size <= host_.Options().memory_body_bytes) || (!whole && size < kSpoolPiece)) {
         return true;
     }
@@ -230,15 +274,36 @@ void HttpConnection::OnSpooled(const Piece& piece) {
     }
 }
 
+void HttpConnection::DropBody() {
+    std::string().swap(parser_->body);
+    share_.reset();
+}
+
 void HttpConnection::OnWhole() {
     if (parser_->head.target == "*") {
+        DropBody();
         AnswerHead head;
         head.status = 204;
         Send(head, {}, nullptr);
         return;
     }
-    const auto body = std::make_shared<const std::string>(std::move(parser_->body));
-    HandOn(*body, body);
+    const auto body =
+        std::make_shared<const CountedBody>(CountedBody{std::move(parser_->body), std::exchange(share_, std::nullopt)});
+    HandOn(body->data, body);
+}
+
+ClientHead HttpConnection::HeadOfRequest() const {
+    const RequestHead& head = parser_->head;
+    ClientHead told;
+    told.verb = head.verb;
+    told.target = head.target;
+    told.host = head.host;
+    told.origin = head.origin;
+    told.cookie = head.cookie;
+    told.content_type = head.content_type;
+    told.remote = remote_;
+    told.websocket = head.IsWebSocket();
+    return told;
 }
 
 void HttpConnection::HandOn(std::string_view body, std::shared_ptr<const void> body_owner) {
@@ -246,16 +311,7 @@ void HttpConnection::HandOn(std::string_view body, std::shared_ptr<const void> b
     state_ = State::kAnswering;
     exchange_ = std::make_shared<ClientExchange>(host_.Gate(), weak_from_this());
     Arm(host_.Options().answer_timeout, &HttpConnection::OnAnswerTimeout);
-    const RequestHead& head = parser_->head;
-    ClientRequest request;
-    request.verb = head.verb;
-    request.target = head.target;
-    request.host = head.host;
-    request.origin = head.origin;
-    request.cookie = head.cookie;
-    request.content_type = head.content_type;
-    request.remote = remote_;
-    request.websocket = head.IsWebSocket();
+    ClientRequest request{HeadOfRequest(), {}, {}, {}};
     request.body = body;
     request.body_owner = std::move(body_owner);
     request.exchange = exchange_;
@@ -302,6 +358,7 @@ void HttpConnection::Refuse(unsigned status, const std::string& reason) {
 }
 
 void HttpConnection::SendError(unsigned status, const std::string& reason) {
+    DropBody();
     if (continuing_) {  // a client that does not even take the 100
         Close();
         return;

@@ -7,10 +7,12 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>  // before Asio: its coroutine header lacks it
 
+#include "standalone/http/BodyBudget.h"
 #include "standalone/http/BodySpool.h"
 #include "standalone/http/ClientExchange.h"
 #include "standalone/http/ClientFaults.h"
@@ -40,6 +42,9 @@ public:
                                                             const std::string& remote,
                                                             std::function<void()> on_end) = 0;
     virtual const std::shared_ptr<PostGate>& Gate() const = 0;
+    /// @param head  of a request whose body is still to come
+    virtual BodyTerms OnHead(const ClientHead& head) = 0;
+    virtual const std::shared_ptr<BodyBudget>& UnknownBodies() const = 0;
     virtual void OnRequest(ClientRequest request) = 0;
     /// Runs a task on the thread that may wait for the disk; `then` runs on the server's thread behind it.
     virtual void RunOnDisk(std::function<void()> task, std::function<void()> then) = 0;
@@ -108,11 +113,14 @@ private:
     void OnRead(const boost::system::error_code& error, std::size_t size);
     void Parse();
     bool OnHead();
+    bool AgreeOnBody();
     void OnContinued(const boost::system::error_code& error);
     bool KeepBody(bool whole);
     void Spool(bool last);
     void OnSpooled(const Piece& piece);
+    void DropBody();
     void OnWhole();
+    ClientHead HeadOfRequest() const;
     void HandOn(std::string_view body, std::shared_ptr<const void> body_owner);
 
     /// Tells the fault in the log, answers by the server itself, and ends the connection.
@@ -152,6 +160,7 @@ private:
     std::string received_;  // what no parser has taken
     std::unique_ptr<RequestParser> parser_;
     std::shared_ptr<BodySpool> spool_;  // used by the disk's thread while a piece is under way
+    std::optional<BodyShare> share_;    // of an unknown sender's body
     std::shared_ptr<ClientExchange> exchange_;
 
     std::string head_text_;

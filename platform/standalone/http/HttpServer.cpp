@@ -19,6 +19,7 @@
 #include <thread>
 #include <utility>  // before Asio: its coroutine header lacks it
 
+#include "standalone/http/BodyBudget.h"
 #include "standalone/http/BodySpool.h"
 #include "standalone/http/ClientFaults.h"
 #include "standalone/http/ClientListener.h"
@@ -86,6 +87,15 @@ public:
 
     bool KeepsAlive() const override { return keep_alive(); }
     bool AwaitsBody() const override { return !is_done(); }
+    bool LimitBody(uint64_t bytes) override {
+        body_limit_ = std::min(body_limit_, bytes);
+        Base::body_limit(body_limit_);
+        if (content_length_remaining().value_or(uint64_t{0}) <= body_limit_) {
+            return true;
+        }
+        refusal = ReasonOf(beast::http::error::body_limit, {});
+        return false;
+    }
 
 private:
     Step Refuse(Refusal why) {
@@ -136,7 +146,7 @@ private:
     void on_finish_impl(error_code&) override {}
 
     const std::size_t head_limit_;
-    const uint64_t body_limit_;
+    uint64_t body_limit_;
     std::size_t head_bytes_ = 0;
     bool told_head_ = false;
 };
@@ -380,8 +390,9 @@ private:
 
 class HttpServer::Impl : public ConnectionHost {
 public:
-    Impl(const HttpServerOptions& options, std::function<void(ClientRequest)> on_request)
-        : options_(options), on_request_(std::move(on_request)), io_(1), disk_(1) {}
+    Impl(const HttpServerOptions& options, std::function<void(ClientRequest)> on_request,
+         std::function<BodyTerms(const ClientHead&)> on_head)
+        : options_(options), on_request_(std::move(on_request)), on_head_(std::move(on_head)), io_(1), disk_(1) {}
 
     ~Impl() override { Stop(); }
     Impl(const Impl&) = delete;
@@ -401,6 +412,8 @@ private:
         return std::make_shared<BeastWebSocket>(*this, stream, std::move(received), remote, std::move(on_end));
     }
     const std::shared_ptr<PostGate>& Gate() const override { return gate_; }
+    BodyTerms OnHead(const ClientHead& head) override { return on_head_ ? on_head_(head) : BodyTerms(); }
+    const std::shared_ptr<BodyBudget>& UnknownBodies() const override { return unknown_bodies_; }
     void OnRequest(ClientRequest request) override { on_request_(std::move(request)); }
     void RunOnDisk(std::function<void()> task, std::function<void()> then) override;
     void OnWaiting(HttpConnection& connection) override;
@@ -415,6 +428,8 @@ private:
 
     const HttpServerOptions options_;
     const std::function<void(ClientRequest)> on_request_;
+    const std::function<BodyTerms(const ClientHead&)> on_head_;
+    const std::shared_ptr<BodyBudget> unknown_bodies_ = std::make_shared<BodyBudget>(options_.unknown_body_bytes);
     std::shared_ptr<ssl_ctx_st> tls_;
     ClientFaults faults_;
     std::atomic<uint16_t> port_{0};
@@ -597,8 +612,8 @@ HttpServer::HttpServer() = default;
 HttpServer::~HttpServer() = default;
 
 bool HttpServer::Start(const HttpServerOptions& options, std::function<void(ClientRequest)> on_request,
-                       std::string& error) {
-    auto impl = std::make_unique<Impl>(options, std::move(on_request));
+                       std::string& error, std::function<BodyTerms(const ClientHead&)> on_head) {
+    auto impl = std::make_unique<Impl>(options, std::move(on_request), std::move(on_head));
     if (!impl->Start(error)) {
         return false;
     }

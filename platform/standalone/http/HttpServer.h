@@ -4,7 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -22,6 +24,8 @@ struct HttpServerOptions {
     uint64_t body_bytes = 64ULL * 1024 * 1024;  ///< a longer body is refused with 413
     uint64_t memory_body_bytes = 1024 * 1024;   ///< a longer body goes to a file in spool_dir, nameless
     std::string spool_dir;                      ///< "": bodies above memory_body_bytes are refused
+    /// Of the bodies of unknown senders (see BodyTerms) together, until who was handed them lets go; then 503.
+    uint64_t unknown_body_bytes = 64ULL * 1024 * 1024;
     /// To a request's last header: from the connection's begin, with TLS's handshake, or from a later request's first
     /// byte.
     std::chrono::milliseconds header_timeout{10'000};
@@ -48,6 +52,12 @@ struct AnswerHead {
     /// For the client to take the head with the first 256 KiB of the body, and again for each 256 KiB behind them; a
     /// client that is slow but steady gets an answer of any length. 0: the server's send_timeout.
     std::chrono::milliseconds timeout{0};
+};
+
+/// A whole answer.
+struct Answer {
+    AnswerHead head;
+    std::string body;
 };
 
 /// The numbers are those of Mox::Net::CHttpServer::HttpServerSyncSend.
@@ -113,8 +123,8 @@ public:
     virtual void Accept(std::shared_ptr<PushListener> listener) = 0;
 };
 
-/// A whole request as it came in.
-struct ClientRequest {
+/// A request's head as it came in.
+struct ClientHead {
     std::string verb;    ///< "GET", "HEAD", ..., as sent
     std::string target;  ///< as sent, from the path on: begins with '/'
     std::string host;    ///< "" where HTTP/1.0 names none
@@ -123,9 +133,25 @@ struct ClientRequest {
     std::string content_type;
     std::string remote;      ///< the client's address, without its port
     bool websocket = false;  ///< a well-formed WebSocket upgrade
-    std::string_view body;   ///< readable while body_owner lives
+};
+
+/// A whole request as it came in.
+struct ClientRequest : ClientHead {
+    std::string_view body;  ///< readable while body_owner lives
     std::shared_ptr<const void> body_owner;
     std::shared_ptr<Exchange> exchange;
+};
+
+/// How the body of a request is to be taken whose head is there.
+struct BodyTerms {
+    /// Nothing of the body is taken: this is sent at once, in the place of a 100 too, and ends the connection. Its head
+    /// must be one that can be sent.
+    std::optional<Answer> refusal;
+    /// Beside the server's own limits; a longer body is refused with 413.
+    uint64_t most_bytes = std::numeric_limits<uint64_t>::max();
+    /// Whether somebody answers for the sender. Else the body is taken into memory only, of at most memory_body_bytes,
+    /// and as long as unknown_body_bytes lasts.
+    bool known = true;
 };
 
 /// A server of HTTP/1.1 and 1.0, plain or over TLS 1.2 and 1.3, with WebSockets. One thread serves all clients, another
@@ -152,7 +178,10 @@ public:
     /// Once, or again behind Stop.
     /// @param on_request  called on the server's thread for each whole request; must not block or throw
     /// @param error       gets what is wrong, with the file or address
-    bool Start(const HttpServerOptions& options, std::function<void(ClientRequest)> on_request, std::string& error);
+    /// @param on_head     called likewise when a body is still to come, before any of it is read; on_request follows
+    ///                    when that is whole. Empty: every body is taken, as a known sender's
+    bool Start(const HttpServerOptions& options, std::function<void(ClientRequest)> on_request, std::string& error,
+               std::function<BodyTerms(const ClientHead&)> on_head = nullptr);
 
     /// @return the port it listens on; 0 when it does not
     uint16_t Port() const;

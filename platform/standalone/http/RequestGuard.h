@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace qarplatform {
 
@@ -10,14 +11,28 @@ inline constexpr std::string_view kSessionKey = "SID";
 /// Whether a text can be a session's id: 32 characters. Others count as none.
 bool CanBeSessionId(std::string_view text);
 
+/// How users reach the server.
+enum class UserScheme {
+    kHttp,
+    kHttps,
+    kEither  ///< HTTP, behind something that may serve them by HTTPS
+};
+
 /// @param cookies  the request's cookies: a=1; b=2
-/// @return the first value named SID that can be a session's id; "" without one
-std::string SessionCookie(std::string_view cookies);
+/// @return the values named SID that can be sessions' ids, in their order, at most four: another host of the same
+///         domain can put one of its own before the right one
+std::vector<std::string> SessionCookies(std::string_view cookies);
+
+/// Whether a request's query names SID more than once, however it is escaped. The end of a longer key counts as well
+/// where it stands there as "SID=": the masking of URLs for the log takes it for one, and puts the first one's value in
+/// the place of all.
+/// @param target  as sent
+bool NamesSessionTwice(std::string_view target);
 
 /// Whether a page of this very host made the request.
 /// @param origin  the header line Origin, such as https://host:8443
 /// @param host    the header line Host, such as host:8443
-bool IsSameOrigin(std::string_view origin, std::string_view host);
+bool IsSameOrigin(std::string_view origin, std::string_view host, UserScheme scheme);
 
 /// Whether a text leads to a page of this host when it stands in a Location: an absolute path of visible ASCII, which
 /// no client takes for the name of another host.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -28,6 +29,8 @@ public:
     virtual bool KeepsAlive() const = 0;
     /// @return whether a body follows; behind kHead
     virtual bool AwaitsBody() const = 0;
+    /// Lowers the limit of the body, at kHead only. @return false when it is longer for certain; refusal tells
+    virtual bool LimitBody(uint64_t bytes) = 0;
 
     RequestHead head;
     std::string body;  ///< what has come of it; who needs it elsewhere takes it away

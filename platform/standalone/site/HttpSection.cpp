@@ -74,9 +74,8 @@ HttpOptions ReadHttpSection(TomlSection& section, const std::filesystem::path& f
     if (section.Has("certificate") != section.Has("key")) {
         section.Error(section.Has("key") ? "key" : "certificate", "certificate and key are needed both or neither");
     }
-    bool plain = false;
-    section.Flag("plain", Need::kOptional, plain);
-    if (!IsLoopback(options.address) && !section.Has("certificate") && !section.Has("key") && !plain) {
+    section.Flag("plain", Need::kOptional, options.plain);
+    if (!IsLoopback(options.address) && !section.Has("certificate") && !section.Has("key") && !options.plain) {
         section.Error("address",
                       "passwords and sessions would leave this machine unencrypted: give certificate and "
                       "key, or allow it by plain = true");

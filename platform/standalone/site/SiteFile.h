@@ -27,6 +27,7 @@ struct HttpOptions {
     uint16_t port = 8080;               ///< 0: a free one
     std::string certificate_file;       ///< absolute; with key_file: HTTPS, else both ""
     std::string key_file;               ///< absolute
+    bool plain = false;                 ///< HTTP is meant, where something else protects the way
     std::size_t connections = 1024;
     uint64_t body_bytes = uint64_t{64} << 20;
     std::chrono::seconds answer_timeout{60};

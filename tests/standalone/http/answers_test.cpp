@@ -8,6 +8,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "standalone/http/http_fakes.h"
 #include "support/other_thread.h"
@@ -134,6 +135,25 @@ TEST_F(AnswersTest, HeadThatCannotBeSentLeavesTheRequestOpen) {
     EXPECT_EQ(SendResult::kBadHead, answers_.Send(number, HttpResponse(), 1, nullptr));
     EXPECT_FALSE(exchange->Answered());
     EXPECT_EQ(SendResult::kSent, Send(number, "x"));
+}
+
+TEST_F(AnswersTest, HeadThatCannotBeSentTakesNoOtherAnswerItsChance) {
+    std::vector<HttpResponse> bad(6);
+    bad[0].n_status = 199;
+    bad[1].n_status = 600;
+    bad[2].vec_headers = {{"X A", "1"}};
+    bad[3].vec_headers = {{"X", "1\r\nY: 2"}};
+    bad[4].vec_headers = {{"content-length", "1"}};
+    bad[5].str_content_type = "text/plain\n";
+    for (const HttpResponse& response : bad) {
+        const auto exchange = std::make_shared<FakeExchange>();
+        const int32_t number = answers_.Add(exchange);
+        EXPECT_EQ(SendResult::kBadHead, answers_.Send(number, response, 1, "y"));
+        EXPECT_FALSE(exchange->Answered());
+        EXPECT_EQ(SendResult::kSent, Send(number, "x"));
+        EXPECT_EQ("x", exchange->Answer().body);
+        EXPECT_EQ(SendResult::kAnswered, answers_.Send(number, response, 1, "y"));
+    }
 }
 
 TEST_F(AnswersTest, TakenRequestIsAnsweredByWhoTookIt) {

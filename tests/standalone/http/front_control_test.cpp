@@ -172,6 +172,30 @@ TEST_F(FrontControlTest, UserLogsInAsksAndLogsOut) {
     EXPECT_EQ(401, Ask(request).status);
 }
 
+TEST_F(FrontControlTest, BodyIsNotAwaitedWhereASessionIsMissing) {
+    ASSERT_TRUE(MsgBus::AddURL(
+        "p", "/body", kMethodAny,
+        [](MsgIn& in, MsgOut&, ProtoParam2& param) { param.str_answer = std::to_string(in.n_body_size); }, kExecSync,
+        false));
+    Start();
+    const std::string head = "POST /body HTTP/1.1\r\nHost: h\r\nContent-Length: 2\r\n";
+    EXPECT_EQ(401, Ask(head + "\r\n").status);
+    EXPECT_EQ("2", Ask(head + LogIn() + "\r\n{}").body);
+}
+
+TEST_F(FrontControlTest, PagesOfTheSchemeThatUsersSeeMayAsk) {
+    Start();
+    const std::string host = "POST /login HTTP/1.1\r\nHost: h\r\nContent-Length: 2\r\n";
+    EXPECT_EQ(400, Ask(host + "Origin: http://h\r\n\r\n{}").status);
+    EXPECT_EQ(403, Ask(host + "Origin: https://h\r\n\r\n{}").status);
+    StopFront();
+    options_.plain = true;
+    Start();
+    EXPECT_EQ(400, Ask(host + "Origin: http://h\r\n\r\n{}").status);
+    EXPECT_EQ(400, Ask(host + "Origin: https://h\r\n\r\n{}").status);
+    EXPECT_EQ(403, Ask(host + "Origin: https://other\r\n\r\n{}").status);
+}
+
 TEST_F(FrontControlTest, HandlerSendsAFileByItself) {
     const std::string file(3 << 20, 'f');
     std::atomic<int> result{-1};

@@ -21,11 +21,11 @@ protected:
     static constexpr const char* kSession = "0123456789abcdef0123456789ABCDEF";
     static constexpr const char* kOtherSession = "ffffffffffffffffffffffffffffffff";
 
-    explicit FrontFixture(std::size_t requests = 64, bool https = false) {
+    explicit FrontFixture(std::size_t requests = 64, qarplatform::UserScheme scheme = qarplatform::UserScheme::kHttp) {
         answers_.Start(std::chrono::hours(1));
         board_.Start([](const std::string&) { return true; });
         AddSession(kSession, 7, "admin");
-        front_ = std::make_shared<qarplatform::Front>(urls_, answers_, board_, MakeSessions(), requests, https);
+        front_ = std::make_shared<qarplatform::Front>(urls_, answers_, board_, MakeSessions(), requests, scheme);
         EXPECT_TRUE(front_->Start());
     }
     ~FrontFixture() override { front_->Stop(std::chrono::steady_clock::now() + std::chrono::seconds(20)); }

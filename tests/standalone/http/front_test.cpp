@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <latch>
 #include <stdexcept>
@@ -104,6 +105,46 @@ TEST_F(FrontTest, CookieComesBeforeTheQueryUnlessItsSessionHasEnded) {
     request.cookie = "SID=00000000000000000000000000000000";
     EXPECT_EQ(200U, StatusOf(request));
     EXPECT_EQ(kOtherSession, kept_.str_request_text);
+}
+
+TEST_F(FrontTest, CookieOfAnotherHostInFrontDoesNotHideTheSession) {
+    BindKept("/a", kMethodAny);
+    const std::string strange = "SID=00000000000000000000000000000000; ";
+    const std::string own = std::string("SID=") + kSession;
+    auto request = Request("GET", "/a");
+    request.cookie = strange + "SID=short; " + strange + strange + own;
+    EXPECT_EQ(200U, StatusOf(request));
+    EXPECT_EQ(kSession, kept_.str_request_text);
+    request = Request("GET", "/a");
+    request.cookie = strange + strange + strange + strange + own;
+    EXPECT_EQ(401U, StatusOf(request));
+}
+
+TEST_F(FrontTest, FirstCookieOfALiveSessionCounts) {
+    BindKept("/a", kMethodAny);
+    AddSession(kOtherSession, 8, "other");
+    auto request = Request("GET", "/a");
+    request.cookie = std::string("SID=00000000000000000000000000000000; SID=") + kOtherSession + "; SID=" + kSession;
+    EXPECT_EQ(200U, StatusOf(request));
+    EXPECT_EQ(kOtherSession, kept_.str_request_text);
+    request = Request("POST", "/a");
+    request.cookie = std::string("SID=00000000000000000000000000000000; SID=") + kSession;
+    request.origin = "http://evil";
+    EXPECT_EQ(403U, StatusOf(request));
+}
+
+TEST_F(FrontTest, QueryThatNamesSeveralSessionsIsRefused) {
+    BindKept("/a", kMethodAny, true);
+    const std::string sid = std::string("SID=") + kSession;
+    const std::string refusal = R"({"status":400,"error":"Bad Request","reason":"the query names SID more than once"})";
+    for (const std::string& query : {sid + "&" + sid, "SID=&" + sid, sid + "&%53ID=" + kOtherSession}) {
+        EXPECT_EQ(refusal, Ask(LoggedIn(Request("POST", "/a?" + query))).body) << query;
+        EXPECT_EQ(refusal, Ask(Request("GET", "/login?" + query)).body) << query;
+    }
+    EXPECT_EQ(-1, kept_.n_connection);
+    EXPECT_EQ(200U, StatusOf(Request("POST", "/a?x=1&" + sid, "SID=form&SID=form", kForm)));
+    EXPECT_EQ(kSession, kept_.str_request_text);
+    EXPECT_THAT(kept_.map_params, ElementsAre(Pair("x", "1")));
 }
 
 TEST_F(FrontTest, WhatIsNoSessionIsNone) {
@@ -443,6 +484,32 @@ TEST_F(FrontTest, ChangeByACookiesSessionMustComeFromThisSite) {
     request.origin = "http://evil";
     EXPECT_EQ(200U, StatusOf(request));
 }
+
+class SchemedFrontTest : public FrontTest, public testing::WithParamInterface<UserScheme> {
+protected:
+    SchemedFrontTest() : FrontTest(64, GetParam()) {}
+};
+
+TEST_P(SchemedFrontTest, ChangeMustComeFromAPageOfTheSchemeThatUsersSee) {
+    BindKept("/a", kMethodAny);
+    for (const auto& [origin, scheme] :
+         {std::pair("http://host", UserScheme::kHttp), std::pair("http://host:80", UserScheme::kHttp),
+          std::pair("https://host", UserScheme::kHttps), std::pair("https://host:443", UserScheme::kHttps)}) {
+        const bool same = GetParam() == scheme || GetParam() == UserScheme::kEither;
+        ClientRequest request = LoggedIn(Request("POST", "/a"));
+        request.host = "host";
+        request.origin = origin;
+        EXPECT_EQ(same ? 200U : 403U, StatusOf(request)) << origin;
+    }
+}
+
+std::string SchemeName(const testing::TestParamInfo<UserScheme>& scheme) {
+    constexpr std::array<const char*, 3> kNames = {"Http", "Https", "Either"};
+    return kNames.at(static_cast<std::size_t>(scheme.param));
+}
+
+INSTANTIATE_TEST_SUITE_P(Schemes, SchemedFrontTest,
+                         testing::Values(UserScheme::kHttp, UserScheme::kHttps, UserScheme::kEither), SchemeName);
 
 TEST_F(FrontTest, WebSocketOfASessionIsAccepted) {
     ClientRequest request = LoggedIn(Request("GET", "/push"));

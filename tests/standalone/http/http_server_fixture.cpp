@@ -32,7 +32,7 @@ void HttpServerTest::StartServer() {
             requests_.Add(request);
             on_request_(std::move(request));
         },
-        error))
+        error, on_head_))
         << error;
 }
 

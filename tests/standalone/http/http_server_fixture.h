@@ -15,6 +15,8 @@
 namespace http_test {
 
 using qarplatform::AnswerHead;
+using qarplatform::BodyTerms;
+using qarplatform::ClientHead;
 using qarplatform::ClientRequest;
 using qarplatform::HttpServer;
 using qarplatform::HttpServerOptions;
@@ -49,6 +51,7 @@ protected:
 
     HttpServerOptions options_;
     std::function<void(ClientRequest)> on_request_;
+    std::function<BodyTerms(const ClientHead&)> on_head_;
     Arrivals<ClientRequest> requests_;
     Arrivals<SendResult> results_;
     HttpServer server_;

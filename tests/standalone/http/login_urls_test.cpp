@@ -20,7 +20,7 @@ constexpr const char* kJson = "application/json";
 
 class LoginUrlsTest : public http_test::FrontFixture {
 protected:
-    explicit LoginUrlsTest(bool https = false) : FrontFixture(64, https) {
+    explicit LoginUrlsTest(UserScheme scheme = UserScheme::kHttp) : FrontFixture(64, scheme) {
         login_answer_.result = LoginAnswer::kLoggedIn;
         login_answer_.session.id = kSession;
         login_answer_.session.user = 7;
@@ -34,8 +34,18 @@ protected:
 
 class HttpsLoginUrlsTest : public LoginUrlsTest {
 protected:
-    HttpsLoginUrlsTest() : LoginUrlsTest(true) {}
+    HttpsLoginUrlsTest() : LoginUrlsTest(UserScheme::kHttps) {}
 };
+
+class EitherLoginUrlsTest : public LoginUrlsTest {
+protected:
+    EitherLoginUrlsTest() : LoginUrlsTest(UserScheme::kEither) {}
+};
+
+TEST_F(EitherLoginUrlsTest, CookieGoesByHttpToo) {
+    EXPECT_EQ(std::string("SID=") + kSession + "; HttpOnly; SameSite=Strict; Path=/",
+              Post("/login", R"({"user":"a","password":"b"})", kJson).Header("Set-Cookie"));
+}
 
 TEST_F(LoginUrlsTest, JsonLogsIn) {
     const auto sent = Post("/login", R"({"user":"admin","password":"pass","client_type":"mobile"})", kJson);

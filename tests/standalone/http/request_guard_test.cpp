@@ -1,51 +1,103 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "standalone/http/RequestGuard.h"
 
 namespace qarplatform {
 namespace {
 
+using testing::ElementsAre;
+using testing::IsEmpty;
+
 const std::string kId = "0123456789abcdef0123456789ABCDEF";
 const std::string kOther = "ffffffffffffffffffffffffffffffff";
 
 TEST(RequestGuardTest, SessionIsReadOutOfTheCookies) {
-    EXPECT_EQ(kId, SessionCookie("SID=" + kId));
-    EXPECT_EQ(kId, SessionCookie("a=1; SID=" + kId + "; b=2"));
-    EXPECT_EQ(kId, SessionCookie("a;;SID=" + kId + ";SID=" + kOther));
-    EXPECT_EQ("", SessionCookie(""));
-    EXPECT_EQ("", SessionCookie("XSID=" + kId + "; sid=" + kId));
+    EXPECT_THAT(SessionCookies("SID=" + kId), ElementsAre(kId));
+    EXPECT_THAT(SessionCookies("a=1; SID=" + kId + "; b=2"), ElementsAre(kId));
+    EXPECT_THAT(SessionCookies("a;;SID=" + kId + ";SID=" + kOther), ElementsAre(kId, kOther));
+    EXPECT_THAT(SessionCookies(""), IsEmpty());
+    EXPECT_THAT(SessionCookies("XSID=" + kId + "; sid=" + kId), IsEmpty());
 }
 
 TEST(RequestGuardTest, ValueThatCanBeNoSessionIsPassedOver) {
-    EXPECT_EQ("", SessionCookie("SID=" + kId.substr(1)));
-    EXPECT_EQ("", SessionCookie("SID=" + kId + "0"));
-    EXPECT_EQ(kOther, SessionCookie("SID=short; SID=" + kOther));
+    EXPECT_THAT(SessionCookies("SID=" + kId.substr(1)), IsEmpty());
+    EXPECT_THAT(SessionCookies("SID=" + kId + "0"), IsEmpty());
+    EXPECT_THAT(SessionCookies("SID=short; SID=" + kOther), ElementsAre(kOther));
     EXPECT_FALSE(CanBeSessionId("0123456789abcdef0123456789abcde\x01"));
     EXPECT_FALSE(CanBeSessionId("0123456789abcdef 123456789abcdef"));
     EXPECT_TRUE(CanBeSessionId(kId));
 }
 
+TEST(RequestGuardTest, FourCookiesOfTheFormOfASessionAreRead) {
+    std::string cookies;
+    std::vector<std::string> sessions;
+    for (const char digit : std::string("12345")) {
+        sessions.emplace_back(32, digit);
+        cookies += "SID=short; SID=" + sessions.back() + "; ";
+    }
+    sessions.pop_back();
+    EXPECT_EQ(sessions, SessionCookies(cookies));
+}
+
+TEST(RequestGuardTest, SecondSessionOfAQueryIsSeenHoweverItIsEscaped) {
+    for (const char* target : {"/a?SID=1&SID=2", "/a?SID&SID", "/a?x=1&SID=&y=2&SID=", "/a?SID=1&%53%49D=2",
+                               "/a?%53ID=1&S%49D=2", "/a?XSID=1&SID=2", "/a?XSID=1&YSID=2", "/a?x=SID=1&SID=2"}) {
+        EXPECT_TRUE(NamesSessionTwice(target)) << target;
+    }
+    for (const char* target : {"/a", "/a?", "/a?SID=1", "/a?x=1&SID=2&sid=3&SIDE=4", "/a?x=SID&SID=1", "/SID=1?SID=2",
+                               "/a?SID=1&%5SID", "/a?SID=1&x=%"}) {
+        EXPECT_FALSE(NamesSessionTwice(target)) << target;
+    }
+}
+
+constexpr auto kHttp = UserScheme::kHttp;
+constexpr auto kHttps = UserScheme::kHttps;
+constexpr auto kEither = UserScheme::kEither;
+
 TEST(RequestGuardTest, OriginOfTheSameHostIsTheSame) {
-    EXPECT_TRUE(IsSameOrigin("http://host:8080", "host:8080"));
-    EXPECT_TRUE(IsSameOrigin("HTTP://Host", "hOST"));
-    EXPECT_TRUE(IsSameOrigin("http://host", "host:80"));
-    EXPECT_TRUE(IsSameOrigin("http://host:80", "host"));
-    EXPECT_TRUE(IsSameOrigin("https://host", "host:443"));
-    EXPECT_TRUE(IsSameOrigin("http://[::1]:8080", "[::1]:8080"));
+    for (const UserScheme scheme : {kHttp, kEither}) {
+        EXPECT_TRUE(IsSameOrigin("http://host:8080", "host:8080", scheme));
+        EXPECT_TRUE(IsSameOrigin("HTTP://Host", "hOST", scheme));
+        EXPECT_TRUE(IsSameOrigin("http://host", "host:80", scheme));
+        EXPECT_TRUE(IsSameOrigin("http://host:80", "host", scheme));
+        EXPECT_TRUE(IsSameOrigin("http://[::1]:8080", "[::1]:8080", scheme));
+    }
+    for (const UserScheme scheme : {kHttps, kEither}) {
+        EXPECT_TRUE(IsSameOrigin("https://host:8080", "host:8080", scheme));
+        EXPECT_TRUE(IsSameOrigin("HttpS://Host", "hOST", scheme));
+        EXPECT_TRUE(IsSameOrigin("https://host", "host:443", scheme));
+        EXPECT_TRUE(IsSameOrigin("https://host:443", "host", scheme));
+    }
+}
+
+TEST(RequestGuardTest, OriginOfTheOtherSchemeIsAnother) {
+    EXPECT_FALSE(IsSameOrigin("https://host", "host", kHttp));
+    EXPECT_FALSE(IsSameOrigin("https://host:8080", "host:8080", kHttp));
+    EXPECT_FALSE(IsSameOrigin("https://host:80", "host", kHttp));
+    EXPECT_FALSE(IsSameOrigin("http://host", "host", kHttps));
+    EXPECT_FALSE(IsSameOrigin("http://host:8080", "host:8080", kHttps));
+    EXPECT_FALSE(IsSameOrigin("http://host:443", "host", kHttps));
 }
 
 TEST(RequestGuardTest, OtherOriginsAreNot) {
-    EXPECT_FALSE(IsSameOrigin("http://host:8081", "host:8080"));
-    EXPECT_FALSE(IsSameOrigin("http://host", "host:443"));
-    EXPECT_FALSE(IsSameOrigin("https://host", "host:80"));
-    EXPECT_FALSE(IsSameOrigin("http://evil", "host"));
-    EXPECT_FALSE(IsSameOrigin("http://host.evil", "host"));
-    EXPECT_FALSE(IsSameOrigin("http://evil/host", "host"));
-    EXPECT_FALSE(IsSameOrigin("null", "null"));
-    EXPECT_FALSE(IsSameOrigin("ftp://host", "host"));
-    EXPECT_FALSE(IsSameOrigin("http://", ""));
+    for (const UserScheme scheme : {kHttp, kHttps, kEither}) {
+        EXPECT_FALSE(IsSameOrigin("http://host:8081", "host:8080", scheme));
+        EXPECT_FALSE(IsSameOrigin("https://host:8081", "host:8080", scheme));
+        EXPECT_FALSE(IsSameOrigin("http://host", "host:443", scheme));
+        EXPECT_FALSE(IsSameOrigin("https://host", "host:80", scheme));
+        EXPECT_FALSE(IsSameOrigin("http://evil", "host", scheme));
+        EXPECT_FALSE(IsSameOrigin("https://evil", "host", scheme));
+        EXPECT_FALSE(IsSameOrigin("http://host.evil", "host", scheme));
+        EXPECT_FALSE(IsSameOrigin("http://evil/host", "host", scheme));
+        EXPECT_FALSE(IsSameOrigin("null", "null", scheme));
+        EXPECT_FALSE(IsSameOrigin("ftp://host", "host", scheme));
+        EXPECT_FALSE(IsSameOrigin("http://", "", scheme));
+        EXPECT_FALSE(IsSameOrigin("https://", "", scheme));
+    }
 }
 
 TEST(RequestGuardTest, LocalPathLeadsToNoOtherHost) {

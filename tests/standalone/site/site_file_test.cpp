@@ -154,6 +154,7 @@ TEST_F(SiteFileTest, EveryKeyIsRead) {
     EXPECT_EQ(file.http->certificate_file, folder_.At("tls/site.pem"));
     EXPECT_EQ(file.http->key_file, "/etc/site.key");
     EXPECT_TRUE(file.http->IsSecure());
+    EXPECT_FALSE(file.http->plain);
     EXPECT_EQ(file.http->connections, 50U);
     EXPECT_EQ(file.http->body_bytes, 10U << 20);
     EXPECT_EQ(file.http->answer_timeout, 20s);
@@ -255,6 +256,7 @@ TEST_F(SiteFileTest, FrontWithNothingSaidListensOnLoopback) {
     EXPECT_EQ(file.http->certificate_file, "");
     EXPECT_EQ(file.http->key_file, "");
     EXPECT_FALSE(file.http->IsSecure());
+    EXPECT_FALSE(file.http->plain);
     EXPECT_EQ(file.http->connections, 1024U);
     EXPECT_EQ(file.http->body_bytes, 64U << 20);
     EXPECT_EQ(file.http->answer_timeout, 60s);
@@ -280,6 +282,7 @@ TEST_F(SiteFileTest, PlainHttpBeyondThisMachineMustBeAllowed) {
     ASSERT_TRUE(file.http.has_value());
     EXPECT_EQ(file.http->address, "::");
     EXPECT_FALSE(file.http->IsSecure());
+    EXPECT_TRUE(file.http->plain);
 }
 
 TEST_F(SiteFileTest, AbsolutePathsStay) {
