@@ -72,7 +72,8 @@ private:
         ZELPlatform::MsgBus::ChangeMsgNotifyFunc fn;
     };
 
-    DeliveryQueue::Calls CallsFor(const std::string& observer, int type, const Content& content) const;  // mutex_ is held
+    // mutex_ is held
+    DeliveryQueue::Calls CallsFor(const std::string& observer, int type, const Content& content) const;
 
     DeliveryQueue queue_;
     mutable std::mutex mutex_;
