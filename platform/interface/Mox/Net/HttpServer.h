@@ -18,7 +18,7 @@ struct HttpResponse {
           str_cache_control("no-cache") {}
 
     uint32_t n_status;
-    uint32_t n_send_timeout_ms;  ///< milliseconds that sending may take; 0: as long as the server allows
+    uint32_t n_send_timeout_ms;  ///< milliseconds for each 256 KiB to be taken; 0: as long as the server allows
     uint32_t n_close;            ///< other than 0: the connection is closed behind the answer
     std::string str_content_type;
     std::string str_content_disposition;
