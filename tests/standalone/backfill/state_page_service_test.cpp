@@ -144,8 +144,10 @@ TEST_F(StatePageServiceTest, HoweverManyRequestsComeTheDatabaseKeepsItsOtherConn
 
     gate.Open();
     const std::vector<std::string> answers = Answers();
-    for (int camera = 0; camera < 16; ++camera) EXPECT_EQ(EmptyCamera(camera), answers[camera]);
-    for (int i = 16; i < 24; ++i) EXPECT_EQ(OnlyCamera(5), answers[i]);
+    std::vector<std::string> expected;
+    for (int camera = 0; camera < 16; ++camera) expected.push_back(EmptyCamera(camera));
+    expected.resize(24, OnlyCamera(5));
+    EXPECT_EQ(expected, answers);
 }
 
 TEST_F(StatePageServiceTest, RequestsWithoutTheDatabaseAreServedWhileItIsRead) {
