@@ -491,6 +491,8 @@ void HttpConnection::Close() {
     StopWaiting();
     state_ = State::kClosed;
     Disarm();
+    ++timer_turn_;
+    timer_.cancel();  // which keeps this alive
     stream_.Close();
     host_.OnClosed(shared_from_this());
 }
@@ -520,18 +522,35 @@ void HttpConnection::OnSendTimeout() {
 }
 
 void HttpConnection::Arm(std::chrono::milliseconds time, void (HttpConnection::*on_expiry)()) {
-    const uint64_t turn = ++timer_turn_;
-    timer_.expires_after(std::min<std::chrono::milliseconds>(time, kLongestTime));
-    timer_.async_wait([self = shared_from_this(), turn, on_expiry](const error_code& error) {
+    deadline_ = Clock::now() + std::min<std::chrono::milliseconds>(time, kLongestTime);
+    on_expiry_ = on_expiry;
+    if (deadline_ < wake_) {
+        SetTimer(deadline_);
+    }
+}
+
+void HttpConnection::Disarm() { on_expiry_ = nullptr; }
+
+void HttpConnection::SetTimer(Clock::time_point wake) {
+    wake_ = wake;
+    timer_.expires_at(wake);
+    timer_.async_wait([self = shared_from_this(), turn = ++timer_turn_](const error_code& error) {
         if (!error && turn == self->timer_turn_) {
-            (self.get()->*on_expiry)();
+            self->OnTimer();
         }
     });
 }
 
-void HttpConnection::Disarm() {
-    ++timer_turn_;
-    timer_.cancel();
+void HttpConnection::OnTimer() {
+    wake_ = Clock::time_point::max();
+    if (on_expiry_ == nullptr) {
+        return;
+    }
+    if (Clock::now() < deadline_) {
+        SetTimer(deadline_);
+    } else {
+        (this->*std::exchange(on_expiry_, nullptr))();
+    }
 }
 
 }  // namespace qarplatform

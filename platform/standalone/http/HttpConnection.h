@@ -144,14 +144,23 @@ private:
     void OnSendTimeout();
 
     /// Calls a function later, unless another is armed or the timer is stopped before.
+    using Clock = std::chrono::steady_clock;
+
     void Arm(std::chrono::milliseconds time, void (HttpConnection::*on_expiry)());
     void Disarm();
+    void SetTimer(Clock::time_point wake);
+    void OnTimer();
 
     ConnectionHost& host_;
     const std::string remote_;
     ClientStream stream_;
+    // A request sets a deadline several times but seldom an earlier one: the timer is left to wake too early, then set
+    // anew.
     ClientStream::Timer timer_;
     uint64_t timer_turn_ = 0;
+    Clock::time_point wake_ = Clock::time_point::max();  // of the timer, as long as it is set
+    Clock::time_point deadline_;
+    void (HttpConnection::*on_expiry_)() = nullptr;  // at the deadline, if there is one
     State state_ = State::kHandshake;
     bool reading_ = false;
     bool continuing_ = false;  // 100 is being written
