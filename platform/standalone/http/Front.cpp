@@ -134,8 +134,8 @@ Front::Front(UrlTable& urls, Answers& answers, PushBoard& board, FrontSessions s
       most_requests_(requests) {}
 
 bool Front::Start() {
-    const std::size_t threads = std::min<std::size_t>(most_requests_, std::numeric_limits<int>::max());
-    if (!pool_.Start(1, static_cast<int>(threads), kIdleSeconds)) return false;
+    const std::size_t workers = std::min<std::size_t>(most_requests_, std::numeric_limits<int>::max() - 1);
+    if (!queue_.Start(static_cast<int>(workers), kIdleSeconds)) return false;
     std::lock_guard<std::mutex> lock(mutex_);
     stopped_ = false;
     return true;
@@ -150,7 +150,7 @@ void Front::Stop(std::chrono::steady_clock::time_point deadline) {
         left = at_work_;
     }
     if (left > 0) LogSinkWrite(kLogWarning, kModulePlatform, "%zu requests are left behind at work", left);
-    pool_.Stop(false);
+    queue_.Stop();
 }
 
 void Front::Handle(ClientRequest request) {
@@ -168,7 +168,7 @@ void Front::Handle(ClientRequest request) {
     if (refusal != nullptr) {
         SendAnswer(request.exchange, Busy(refusal));
     } else {
-        pool_.PostTask(std::make_shared<Work>(shared_from_this(), std::move(request)));
+        queue_.Post(std::make_shared<Work>(shared_from_this(), std::move(request)));
     }
 }
 

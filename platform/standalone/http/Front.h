@@ -8,7 +8,6 @@
 #include <optional>
 #include <string>
 
-#include "Mox/Base/ThreadPool.h"
 #include "standalone/http/Answer.h"
 #include "standalone/http/Answers.h"
 #include "standalone/http/FrontSessions.h"
@@ -17,6 +16,7 @@
 #include "standalone/http/PushBoard.h"
 #include "standalone/http/QueryText.h"
 #include "standalone/http/RequestGuard.h"
+#include "standalone/http/RequestQueue.h"
 #include "standalone/http/UrlTable.h"
 
 namespace qarplatform {
@@ -80,7 +80,7 @@ private:
     const UserScheme scheme_;
     const LoginUrls login_;
     const std::size_t most_requests_;
-    Mox::Base::CMessageLoopDyThreadPool pool_;
+    RequestQueue queue_;
 
     std::mutex mutex_;
     std::condition_variable ended_;
