@@ -75,9 +75,8 @@ public:
     }
     std::size_t Marks() const {
         std::lock_guard<std::mutex> lock(mutex_);
-        return static_cast<std::size_t>(std::count_if(received_.begin(), received_.end(), [](const auto& info) {
-            return info->GetTypeValue() == kMark;
-        }));
+        return static_cast<std::size_t>(std::count_if(received_.begin(), received_.end(),
+                                                      [](const auto& info) { return info->GetTypeValue() == kMark; }));
     }
     bool CalledInsideAnOperation() const { return called_in_bus_; }
 
