@@ -194,7 +194,7 @@ TEST_F(HttpLimitsTest, ClientThatTakesItsAnswerTooSlowlyLosesItsConnection) {
 TEST_F(HttpLimitsTest, ClientThatIsSlowButSteadyGetsALongAnswerWhole) {
     options_.send_timeout = milliseconds(500);
     const std::string body = Pattern(6'000'000);
-    on_request_ = [&](const ClientRequest& request) { Answer(request, body); };
+    on_request_ = [this, body](const ClientRequest& request) { Answer(request, body); };
     StartServer();
     RawClient client(server_.Port());
     const int buffer = 64 * 1024;
