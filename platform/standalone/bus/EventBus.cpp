@@ -101,7 +101,7 @@ void EventBus::Subscribe(const CMsgSubscribeInfo& row, Receivers& old) {
     const auto call = [fn = subscriber.GetValcallbackFunction(),
                        pictures = row.GetNeedTukStorePicture()](const EventMessage& message) {
         fn(message.type, message.resource_type, message.resource_id,
-           pictures ? message.content : message.without_pictures);
+           pictures ? message.content : ContentWithoutPictures::Of(message.content));
     };
     EventTable::Wish wish;
     wish.receiver = std::make_shared<const EventReceiver>(
@@ -133,7 +133,6 @@ bool EventBus::Notify(int type, int resource_type, int resource_id, const Conten
     made->resource_id = resource_id;
     made->plugin = plugin;
     made->content = content;
-    made->without_pictures = ContentWithoutPictures::Of(content);
     const std::shared_ptr<const EventMessage> message = std::move(made);
     for (auto& receiver : receivers) {
         Lane& lane = *receiver->lane;

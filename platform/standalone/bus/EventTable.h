@@ -27,7 +27,6 @@ struct EventMessage final : Message {
     int resource_id = 0;
     std::string plugin;
     Content content;
-    Content without_pictures;  // for subscribers that did not ask for them
 };
 
 using EventReceiver = ReceiverOf<EventMessage>;

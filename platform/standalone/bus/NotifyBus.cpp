@@ -41,21 +41,20 @@ std::shared_ptr<const PublisherMessage> NewsOf(SubScribeType type, const std::pa
     return std::make_shared<const PublisherMessage>(type, std::move(info));
 }
 
-/// What subscribers get of a pushed message. The permissions are no matter of theirs.
-std::shared_ptr<CMsgPushInfo> HandedOut(const CMsgPushInfo& pushed) {
-    auto info = std::make_shared<CMsgPushInfo>();
-    info->SetPublisher(pushed.GetPublisher());
-    if (pushed.HasMsgCategory()) info->SetMsgCategory(pushed.GetMsgCategory());
-    if (pushed.HasTypeValue()) info->SetTypeValue(pushed.GetTypeValue());
-    info->SetMsgContent(std::make_shared<NotifyContent>(pushed.GetMsgContent()));
-    return info;
-}
-
 }  // namespace
 
-std::string NotifyMessage::Text() const {
-    return "notify message " + std::to_string(info->GetTypeValue()) + " from " + info->GetPublisher();
+NotifyMessage::NotifyMessage(const CMsgPushInfo& pushed) {
+    info_.SetPublisher(pushed.GetPublisher());
+    if (pushed.HasMsgCategory()) info_.SetMsgCategory(pushed.GetMsgCategory());
+    if (pushed.HasTypeValue()) info_.SetTypeValue(pushed.GetTypeValue());
+    info_.SetMsgContent(std::make_shared<NotifyContent>(pushed.GetMsgContent()));
 }
+
+std::string NotifyMessage::Text() const {
+    return "notify message " + std::to_string(info_.GetTypeValue()) + " from " + info_.GetPublisher();
+}
+
+std::shared_ptr<CMsgPushInfo> NotifyMessage::Info() const { return {shared_from_this(), &info_}; }
 
 std::string PublisherMessage::Text() const {
     return type == kSubscribe ? "the news that a subscription began" : "the news that a subscription ended";
@@ -95,7 +94,7 @@ bool NotifyBus::Subscribe(const SubscribedInfo& info) {
     const Key key(info->GetSubscriberType(), info->GetSubscriber());
     auto receiver = std::make_shared<const NotifyReceiver>(
         threads_.LaneOf(key.first, key.second),
-        [fn = info->GetCallback()](const NotifyMessage& message) { fn(message.info); });
+        [fn = info->GetCallback()](const NotifyMessage& message) { fn(message.Info()); });
     const BusThreads::Sending sending(threads_);
     std::lock_guard<std::mutex> lock(mutex_);
     Subscriber& subscriber = subscribers_[key];
@@ -219,7 +218,7 @@ NotifyBus::Receivers NotifyBus::PermittedClients(const std::map<int, std::list<i
 
 bool NotifyBus::Send(const PushInfo& info, Receivers&& receivers) {
     if (receivers.empty()) return true;
-    const auto message = std::make_shared<const NotifyMessage>(HandedOut(*info));
+    const auto message = std::make_shared<const NotifyMessage>(*info);
     for (auto& receiver : receivers) {
         Lane& lane = *receiver->lane;
         lane.PostOrDrop(Delivery(std::move(receiver), message));

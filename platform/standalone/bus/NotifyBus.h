@@ -18,11 +18,16 @@
 
 namespace qarplatform {
 
-struct NotifyMessage final : Message {
-    explicit NotifyMessage(std::shared_ptr<ZELPlatform::CMsgPushInfo> its_info) : info(std::move(its_info)) {}
+/// What subscribers get of a pushed message, in one object with it.
+struct NotifyMessage final : Message, std::enable_shared_from_this<NotifyMessage> {
+    /// The permissions are no matter of theirs.
+    explicit NotifyMessage(const ZELPlatform::CMsgPushInfo& pushed);
     std::string Text() const override;
 
-    const std::shared_ptr<ZELPlatform::CMsgPushInfo> info;
+    std::shared_ptr<ZELPlatform::CMsgPushInfo> Info() const;
+
+private:
+    mutable ZELPlatform::CMsgPushInfo info_;  // the interface hands it out to be written to
 };
 
 /// What a publisher is told.
