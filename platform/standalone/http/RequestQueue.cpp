@@ -12,7 +12,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 /// Looks of a worker at the emptied queue before it rests: the next request mostly comes within them.
-constexpr int kLooks = 10;
+constexpr int kLooks = 30;
 /// Rounds of a watcher without a request after which it ends.
 constexpr int kQuietRounds = 50;
 /// Rounds after which it goes to the end of the pool's queue.
@@ -157,7 +157,7 @@ private:
         if (goes_on) pool_.PostTask(std::make_shared<Watcher>(shared_from_this()));
     }
 
-    /// Calls a runner for each request that has waited too long. Lets go of the lock meanwhile.
+    /// Calls a runner for each request that has waited too long. Lets go of the lock meanwhile, if there is one.
     void CallForLate(std::unique_lock<std::mutex>& lock) {
         const Clock::time_point since = Clock::now() - kPatience;
         std::size_t late = 0;
@@ -167,6 +167,8 @@ private:
             ++runners_;
             ++late;
         }
+        // a request that came while the lock is let go of would count on a watcher that may be about to end
+        if (late == 0) return;
         lock.unlock();
         for (; late > 0; --late) pool_.PostTask(std::make_shared<Runner>(shared_from_this()));
         lock.lock();
