@@ -19,8 +19,9 @@ constexpr const char* kHtml = "text/html; charset=utf-8";
 Answer MakeAnswer(unsigned status, std::string type, std::string body) {
     Answer answer;
     answer.head.status = status;
-    answer.head.headers = {
-        {"Content-Type", std::move(type)}, {"Cache-Control", "no-store"}, {"X-Content-Type-Options", "nosniff"}};
+    answer.head.headers.reserve(2);
+    answer.head.headers.emplace_back("Content-Type", std::move(type));
+    answer.head.headers.emplace_back("Cache-Control", "no-store");
     answer.body = std::move(body);
     return answer;
 }

@@ -13,14 +13,25 @@ namespace qarplatform {
 
 namespace {
 
-constexpr std::array<const char*, 6> kOwnFields = {
+constexpr std::array<std::string_view, 6> kOwnFields = {
     "Content-Length", "Transfer-Encoding", "Connection", "Keep-Alive", "Date", "Server"};
 
-bool IsTokenCharacter(char character) {
-    return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'z') ||
-           (character >= 'A' && character <= 'Z') ||
-           std::string_view("!#$%&'*+-.^_`|~").find(character) != std::string_view::npos;
+constexpr std::string_view kNoSniff = "X-Content-Type-Options";
+
+bool IsSameField(std::string_view name, std::string_view other) {
+    return name.size() == other.size() && strncasecmp(name.data(), other.data(), name.size()) == 0;
 }
+
+constexpr std::array<bool, 256> kTokenCharacters = [] {
+    std::array<bool, 256> tokens{};
+    for (const char token :
+         std::string_view("!#$%&'*+-.^_`|~0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ")) {
+        tokens[static_cast<unsigned char>(token)] = true;
+    }
+    return tokens;
+}();
+
+bool IsTokenCharacter(char character) { return kTokenCharacters[static_cast<unsigned char>(character)]; }
 
 bool IsControl(char character) {
     return (static_cast<unsigned char>(character) < 0x20 && character != '\t') || character == 0x7F;
@@ -40,6 +51,17 @@ std::string DateText(std::time_t now) {
     return text.data();
 }
 
+/// Made once a second: to write it takes as long as the rest of a head.
+const std::string& DateOf(std::time_t now) {
+    thread_local std::time_t of = 0;
+    thread_local std::string text = DateText(of);
+    if (of != now) {
+        text = DateText(now);
+        of = now;
+    }
+    return text;
+}
+
 }  // namespace
 
 bool IsSendable(const AnswerHead& head) {
@@ -51,7 +73,7 @@ bool IsSendable(const AnswerHead& head) {
         return !name.empty() && std::all_of(name.begin(), name.end(), IsTokenCharacter) &&
                std::none_of(field.second.begin(), field.second.end(), IsControl) &&
                std::none_of(kOwnFields.begin(), kOwnFields.end(),
-                            [&](const char* own) { return strcasecmp(name.c_str(), own) == 0; });
+                            [&](std::string_view own) { return IsSameField(name, own); });
     });
 }
 
@@ -59,27 +81,28 @@ bool HasBody(unsigned status) { return status != 204 && status != 304; }
 
 std::string AnswerHeadText(const AnswerHead& head, std::size_t body_bytes, int version, bool keep_alive,
                            std::time_t now) {
-    constexpr const char* kNoSniff = "X-Content-Type-Options";
-    std::string text = "HTTP/1.1 " + std::to_string(head.status) + " ";
-    text += StatusText(head.status);
-    text += "\r\nDate: " + DateText(now) + "\r\nServer: qarhost\r\n";
+    constexpr std::size_t kUsualHead = 512;
+    std::string text;
+    text.reserve(kUsualHead);
+    text.append("HTTP/1.1 ").append(std::to_string(head.status)).append(" ").append(StatusText(head.status));
+    text.append("\r\nDate: ").append(DateOf(now)).append("\r\nServer: qarhost\r\n");
     bool told_no_sniff = false;
     for (const auto& [name, value] : head.headers) {
         text.append(name).append(": ").append(value).append("\r\n");
-        told_no_sniff = told_no_sniff || strcasecmp(name.c_str(), kNoSniff) == 0;
+        told_no_sniff = told_no_sniff || IsSameField(name, kNoSniff);
     }
     if (!told_no_sniff) {
-        text += std::string(kNoSniff) + ": nosniff\r\n";
+        text.append(kNoSniff).append(": nosniff\r\n");
     }
     if (HasBody(head.status)) {
-        text += "Content-Length: " + std::to_string(body_bytes) + "\r\n";
+        text.append("Content-Length: ").append(std::to_string(body_bytes)).append("\r\n");
     }
     if (!keep_alive) {
-        text += "Connection: close\r\n";
+        text.append("Connection: close\r\n");
     } else if (version < 11) {
-        text += "Connection: keep-alive\r\n";
+        text.append("Connection: keep-alive\r\n");
     }
-    return text + "\r\n";
+    return text.append("\r\n");
 }
 
 }  // namespace qarplatform

@@ -19,15 +19,19 @@ void ClientExchange::Send(AnswerHead head, std::string_view body, std::function<
         done(SendResult::kAnswered);
         return;
     }
-    const bool posted = gate_->Post([connection = connection_, head = std::move(head), body, done] {
-        if (const std::shared_ptr<HttpConnection> open = connection.lock()) {
-            open->Answer(head, body, done);
-        } else {
-            done(SendResult::kGone);
-        }
-    });
-    if (!posted) {
-        done(SendResult::kStopped);
+    head_ = std::move(head);
+    body_ = body;
+    done_ = std::move(done);
+    if (!gate_->Post([self = shared_from_this()] { self->Deliver(); })) {
+        std::exchange(done_, nullptr)(SendResult::kStopped);
+    }
+}
+
+void ClientExchange::Deliver() {
+    if (const std::shared_ptr<HttpConnection> open = connection_.lock()) {
+        open->Answer(head_, body_, std::exchange(done_, nullptr));
+    } else {
+        std::exchange(done_, nullptr)(SendResult::kGone);
     }
 }
 

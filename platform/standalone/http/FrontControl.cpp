@@ -81,7 +81,7 @@ bool StartFront(const FrontOptions& options, std::string& error) {
     SetClientPermissions([](const std::string& client, const std::map<int, std::list<int>>& permissions) {
         return Sessions::Get().HoldsOneOf(client, permissions);
     });
-    const auto on_request = [front = running->front](ClientRequest request) { front->Handle(std::move(request)); };
+    const auto on_request = [front = running->front](ClientRequest&& request) { front->Handle(std::move(request)); };
     const auto on_head = [front = running->front](const ClientHead& head) { return front->TermsOf(head); };
     if (!running->server.Start(options.server, on_request, error, on_head)) {
         running->front->Stop(std::chrono::steady_clock::now());

@@ -390,7 +390,7 @@ private:
 
 class HttpServer::Impl : public ConnectionHost {
 public:
-    Impl(const HttpServerOptions& options, std::function<void(ClientRequest)> on_request,
+    Impl(const HttpServerOptions& options, std::function<void(ClientRequest&&)> on_request,
          std::function<BodyTerms(const ClientHead&)> on_head)
         : options_(options), on_request_(std::move(on_request)), on_head_(std::move(on_head)), io_(1), disk_(1) {}
 
@@ -414,7 +414,7 @@ private:
     const std::shared_ptr<PostGate>& Gate() const override { return gate_; }
     BodyTerms OnHead(const ClientHead& head) override { return on_head_ ? on_head_(head) : BodyTerms(); }
     const std::shared_ptr<BodyBudget>& UnknownBodies() const override { return unknown_bodies_; }
-    void OnRequest(ClientRequest request) override { on_request_(std::move(request)); }
+    void OnRequest(ClientRequest&& request) override { on_request_(std::move(request)); }
     void RunOnDisk(std::function<void()> task, std::function<void()> then) override;
     void OnWaiting(HttpConnection& connection) override;
     void OnClosed(const std::shared_ptr<HttpConnection>& connection) override;
@@ -427,7 +427,7 @@ private:
     std::set<std::shared_ptr<HttpConnection>> AllConnections() const;
 
     const HttpServerOptions options_;
-    const std::function<void(ClientRequest)> on_request_;
+    const std::function<void(ClientRequest&&)> on_request_;
     const std::function<BodyTerms(const ClientHead&)> on_head_;
     const std::shared_ptr<BodyBudget> unknown_bodies_ = std::make_shared<BodyBudget>(options_.unknown_body_bytes);
     std::shared_ptr<ssl_ctx_st> tls_;
@@ -611,7 +611,7 @@ HttpServer::HttpServer() = default;
 
 HttpServer::~HttpServer() = default;
 
-bool HttpServer::Start(const HttpServerOptions& options, std::function<void(ClientRequest)> on_request,
+bool HttpServer::Start(const HttpServerOptions& options, std::function<void(ClientRequest&&)> on_request,
                        std::string& error, std::function<BodyTerms(const ClientHead&)> on_head) {
     auto impl = std::make_unique<Impl>(options, std::move(on_request), std::move(on_head));
     if (!impl->Start(error)) {

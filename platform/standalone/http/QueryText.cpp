@@ -52,7 +52,8 @@ bool PercentDecode(std::string_view text, bool plus_is_blank, std::string& decod
 
 bool NormalPath(std::string_view path, std::string& normal, std::string& error) {
     if (path.empty() || path.front() != '/') return Fail(error, "the path does not begin with '/'");
-    if (path.find_first_of("?#") != std::string_view::npos) return Fail(error, "the path has a '?' or '#'");
+    if (path.find('?') != std::string_view::npos || path.find('#') != std::string_view::npos)
+        return Fail(error, "the path has a '?' or '#'");
     std::string decoded;
     if (!PercentDecode(path, false, decoded)) return Fail(error, "the path has a '%' without two digits");
     if (std::count(decoded.begin(), decoded.end(), '/') != std::count(path.begin(), path.end(), '/')) {
@@ -91,10 +92,12 @@ bool AddQuery(std::string_view query, QueryParams& params, std::string& error) {
     return true;
 }
 
+std::string_view PathOf(std::string_view target) { return target.substr(0, target.find('?')); }
+
 bool ParseTarget(std::string_view text, Target& target, std::string& error) {
-    const std::size_t question = std::min(text.find('?'), text.size());
-    if (!NormalPath(text.substr(0, question), target.path, error)) return false;
-    return AddQuery(text.substr(std::min(question + 1, text.size())), target.params, error);
+    const std::string_view path = PathOf(text);
+    if (!NormalPath(path, target.path, error)) return false;
+    return AddQuery(text.substr(std::min(path.size() + 1, text.size())), target.params, error);
 }
 
 }  // namespace qarplatform

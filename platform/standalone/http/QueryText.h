@@ -34,6 +34,9 @@ struct Target {
     QueryParams params;
 };
 
+/// @return the part of a target before its query, as sent
+std::string_view PathOf(std::string_view target);
+
 /// @param text  the request's target as sent: path and query
 bool ParseTarget(std::string_view text, Target& target, std::string& error);
 

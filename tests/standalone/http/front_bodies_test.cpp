@@ -48,7 +48,7 @@ protected:
         }
         std::string error;
         EXPECT_TRUE(server_.Start(
-            options_, [front = front_](ClientRequest request) { front->Handle(std::move(request)); }, error,
+            options_, [front = front_](ClientRequest&& request) { front->Handle(std::move(request)); }, error,
             [front = front_](const ClientHead& head) { return front->TermsOf(head); }))
             << error;
     }
