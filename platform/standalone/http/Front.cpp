@@ -95,7 +95,7 @@ bool ReadBody(const ClientRequest& request, bool json, MsgIn& in, std::string& e
 /// A request that is worked on; counted until it is let go of.
 class Front::Work : public DescribedTask {
 public:
-    Work(std::shared_ptr<Front> front, ClientRequest request)
+    Work(std::shared_ptr<Front> front, ClientRequest&& request)
         : front_(std::move(front)), request_(std::move(request)) {}
     ~Work() override { front_->Ended(); }
     Work(const Work&) = delete;
@@ -104,15 +104,18 @@ public:
 
     const ClientRequest& Request() const { return request_; }
 
-    /// @param path  of the request, which is the binding's URL and numbers: nothing secret
-    void HandedTo(const UrlBinding& binding, const std::string& path) {
+    void HandedTo(std::shared_ptr<const UrlBinding> binding) {
         std::lock_guard<std::mutex> lock(mutex_);
-        handler_ = "plug-in " + binding.plugin + " at a request for " + path;
+        binding_ = std::move(binding);
     }
 
     std::string Description() const override {
         std::lock_guard<std::mutex> lock(mutex_);
-        return handler_.empty() ? "a request from " + request_.remote : handler_;
+        if (binding_ == nullptr) return "a request from " + request_.remote;
+        std::string path;  // which is the binding's URL and numbers: nothing secret
+        std::string error;
+        NormalPath(PathOf(request_.target), path, error);
+        return "plug-in " + binding_->plugin + " at a request for " + path;
     }
 
 private:
@@ -120,7 +123,7 @@ private:
     const ClientRequest request_;
 
     mutable std::mutex mutex_;
-    std::string handler_;  // guarded by mutex_; "" until a plug-in has it
+    std::shared_ptr<const UrlBinding> binding_;  // guarded by mutex_; null until a plug-in has it
 };
 
 Front::Front(UrlTable& urls, Answers& answers, PushBoard& board, FrontSessions sessions, std::size_t requests,
@@ -154,22 +157,26 @@ void Front::Stop(std::chrono::steady_clock::time_point deadline) {
 }
 
 void Front::Handle(ClientRequest request) {
-    const char* refusal = nullptr;
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        if (stopped_) {
-            refusal = "the server stops";
-        } else if (at_work_ >= most_requests_) {
-            refusal = "too many requests at a time";
-        } else {
-            ++at_work_;
-        }
-    }
-    if (refusal != nullptr) {
+    if (const char* refusal = Begin()) {
         SendAnswer(request.exchange, Busy(refusal));
-    } else {
-        queue_.Post(std::make_shared<Work>(shared_from_this(), std::move(request)));
+        return;
     }
+    std::shared_ptr<Work> work;
+    try {
+        work = std::make_shared<Work>(shared_from_this(), std::move(request));
+    } catch (...) {
+        Ended();  // no work counts it down
+        throw;
+    }
+    queue_.Post(std::move(work));
+}
+
+const char* Front::Begin() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (stopped_) return "the server stops";
+    if (at_work_ >= most_requests_) return "too many requests at a time";
+    ++at_work_;
+    return nullptr;
 }
 
 void Front::Ended() {
@@ -232,8 +239,12 @@ std::optional<Answer> Front::Examine(Call& call) const {
 
 void Front::FindSession(Call& call) const {
     for (const std::string& cookie : SessionCookies(call.head.cookie)) {
-        call.session = sessions_.use(cookie);
-        if (call.session) break;
+        std::optional<Session> session = sessions_.use(cookie);
+        if (call.session && session && call.session->id != session->id) {
+            call.session.reset();  // one of them is another site's doing, and nobody knows which
+            return;
+        }
+        if (session) call.session = std::move(session);
     }
     call.session_of_cookie = call.session.has_value();
     const auto key = call.target.params.find(std::string(kSessionKey));
@@ -296,7 +307,7 @@ std::optional<Answer> Front::RunHandler(Work& work, Call& call) {
     const int32_t number = in.n_connection;  // the handler may write to its record
     if (number == 0) return Busy("the server stops");
 
-    work.HandedTo(binding, call.target.path);
+    work.HandedTo(call.match.binding);
     ZELPlatform::MsgOut out;
     ZELPlatform::ProtoParam2 param;
     std::optional<std::string> thrown;

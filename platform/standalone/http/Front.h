@@ -60,6 +60,8 @@ private:
     };
 
     void Serve(Work& work);
+    /// Counts a request. @return why it is refused; null when it is not
+    const char* Begin();
     void Ended();
 
     // These find out what the head tells. @return why the request is refused, whatever its body

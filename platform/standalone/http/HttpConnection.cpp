@@ -166,10 +166,10 @@ bool HttpConnection::OnHead() {
         Refuse(refusal.status, refusal.reason);
         return false;
     }
+    TakeHead();
     if (!parser_->AwaitsBody()) {
         return true;
     }
-    StopWaiting();
     state_ = State::kBody;
     Arm(host_.Options().body_timeout, &HttpConnection::OnBodyTimeout);
     if (!AgreeOnBody()) {
@@ -187,11 +187,11 @@ bool HttpConnection::OnHead() {
 /// @return whether the body is taken; else the request is answered
 bool HttpConnection::AgreeOnBody() {
     BodyTerms terms;
-    if (parser_->head.target == "*") {
+    if (head_.target == "*") {
         terms.most_bytes = kOwnBody;
         terms.known = false;
     } else {
-        terms = host_.OnHead(HeadOfRequest());
+        terms = host_.OnHead(head_);
     }
     if (terms.refusal) {
         terms.refusal->head.close = true;
@@ -199,7 +199,9 @@ bool HttpConnection::AgreeOnBody() {
         Send(terms.refusal->head, own_body_, nullptr);
         return false;
     }
-    if (!terms.known) {
+    if (terms.known) {
+        StopWaiting();
+    } else {
         terms.most_bytes = std::min(terms.most_bytes, host_.Options().memory_body_bytes);
         share_.emplace(host_.UnknownBodies());
     }
@@ -280,11 +282,15 @@ void HttpConnection::DropBody() {
 }
 
 void HttpConnection::OnWhole() {
-    if (parser_->head.target == "*") {
+    if (head_.target == "*") {
         DropBody();
         AnswerHead head;
         head.status = 204;
         Send(head, {}, nullptr);
+        return;
+    }
+    if (parser_->body.empty()) {
+        HandOn({}, nullptr);
         return;
     }
     const auto body =
@@ -292,18 +298,17 @@ void HttpConnection::OnWhole() {
     HandOn(body->data, body);
 }
 
-ClientHead HttpConnection::HeadOfRequest() const {
-    const RequestHead& head = parser_->head;
-    ClientHead told;
-    told.verb = head.verb;
-    told.target = head.target;
-    told.host = head.host;
-    told.origin = head.origin;
-    told.cookie = head.cookie;
-    told.content_type = head.content_type;
-    told.remote = remote_;
-    told.websocket = head.IsWebSocket();
-    return told;
+// The verb stays, for the answer.
+void HttpConnection::TakeHead() {
+    RequestHead& head = parser_->head;
+    head_.websocket = head.IsWebSocket();
+    head_.verb = head.verb;
+    head_.target = std::move(head.target);
+    head_.host = std::move(head.host);
+    head_.origin = std::move(head.origin);
+    head_.cookie = std::move(head.cookie);
+    head_.content_type = std::move(head.content_type);
+    head_.remote = remote_;
 }
 
 void HttpConnection::HandOn(std::string_view body, std::shared_ptr<const void> body_owner) {
@@ -311,7 +316,7 @@ void HttpConnection::HandOn(std::string_view body, std::shared_ptr<const void> b
     state_ = State::kAnswering;
     exchange_ = std::make_shared<ClientExchange>(host_.Gate(), weak_from_this());
     Arm(host_.Options().answer_timeout, &HttpConnection::OnAnswerTimeout);
-    ClientRequest request{HeadOfRequest(), {}, {}, {}};
+    ClientRequest request{std::move(head_), {}, {}, {}};
     request.body = body;
     request.body_owner = std::move(body_owner);
     request.exchange = exchange_;

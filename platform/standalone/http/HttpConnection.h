@@ -45,7 +45,7 @@ public:
     /// @param head  of a request whose body is still to come
     virtual BodyTerms OnHead(const ClientHead& head) = 0;
     virtual const std::shared_ptr<BodyBudget>& UnknownBodies() const = 0;
-    virtual void OnRequest(ClientRequest request) = 0;
+    virtual void OnRequest(ClientRequest&& request) = 0;
     /// Runs a task on the thread that may wait for the disk; `then` runs on the server's thread behind it.
     virtual void RunOnDisk(std::function<void()> task, std::function<void()> then) = 0;
     /// The connection needs its place less than a new client does, from now until it unlinks itself.
@@ -120,7 +120,7 @@ private:
     void OnSpooled(const Piece& piece);
     void DropBody();
     void OnWhole();
-    ClientHead HeadOfRequest() const;
+    void TakeHead();
     void HandOn(std::string_view body, std::shared_ptr<const void> body_owner);
 
     /// Tells the fault in the log, answers by the server itself, and ends the connection.
@@ -168,6 +168,7 @@ private:
     std::array<char, 16 * 1024> input_;
     std::string received_;  // what no parser has taken
     std::unique_ptr<RequestParser> parser_;
+    ClientHead head_;                   // of the request, from its last header until it is handed on
     std::shared_ptr<BodySpool> spool_;  // used by the disk's thread while a piece is under way
     std::optional<BodyShare> share_;    // of an unknown sender's body
     std::shared_ptr<ClientExchange> exchange_;

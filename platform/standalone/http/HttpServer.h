@@ -163,11 +163,11 @@ struct BodyTerms {
 /// another of its connection has no answer yet waits unread. A client that has said all keeps the way back open: only
 /// when an answer cannot be sent has it gone.
 /// A new client beyond the limit of connections takes the place of the connection that has waited longest: new and
-/// silent, between two requests, within a request's head, or behind its last answer until the client ends it. That one
-/// ends without an answer. A connection is busy, and keeps its place, while a body is read, a request is handled or
-/// answered, and as a WebSocket, be it silent.
-/// Each kind of client's fault gets a line in the log at most once a second, with the address and the number of those
-/// left out. Threads: any, behind Start.
+/// silent, between two requests, within a request's head or an unknown sender's body (see BodyTerms), or behind its
+/// last answer until the client ends it. That one ends without an answer. A connection is busy, and keeps its place,
+/// while a known sender's body is read, a request is handled or answered, and as a WebSocket, be it silent. Each kind
+/// of client's fault gets a line in the log at most once a second, with the address and the number of those left out.
+/// Threads: any, behind Start.
 class HttpServer {
 public:
     HttpServer();
@@ -180,7 +180,7 @@ public:
     /// @param error       gets what is wrong, with the file or address
     /// @param on_head     called likewise when a body is still to come, before any of it is read; on_request follows
     ///                    when that is whole. Empty: every body is taken, as a known sender's
-    bool Start(const HttpServerOptions& options, std::function<void(ClientRequest)> on_request, std::string& error,
+    bool Start(const HttpServerOptions& options, std::function<void(ClientRequest&&)> on_request, std::string& error,
                std::function<BodyTerms(const ClientHead&)> on_head = nullptr);
 
     /// @return the port it listens on; 0 when it does not

@@ -267,6 +267,24 @@ TEST_F(HttpTermsTest, BodiesOfUnknownSendersAreBoundedTogetherUntilTheirRequests
     EXPECT_EQ(Ask(Post(Length(1)) + "x").body, refusal);
 }
 
+TEST_F(HttpTermsTest, UnknownSenderWithinItsBodyGivesItsPlaceToANewClientAndAKnownOneDoesNot) {
+    options_.connections = 1;
+    terms_.known = false;
+    Start();
+    RawClient unknown(server_.Port());
+    unknown.Send(Post(Length(10)) + "xxxxx");
+    heads_.WaitFor(1);
+    EXPECT_EQ(Ask("GET /a HTTP/1.1\r\nHost: h\r\nConnection: close\r\n\r\n").status, 200);
+    EXPECT_EQ(unknown.ReadToEnd(), "");
+    SetTerms(BodyTerms());
+    RawClient known(server_.Port());
+    known.Send(Post(Length(10)) + "xxxxx");
+    heads_.WaitFor(2);
+    EXPECT_EQ(Ask("GET /a HTTP/1.1\r\nHost: h\r\n\r\n").status, 503);
+    known.Send("xxxxx");
+    EXPECT_EQ(known.ReadAnswer().body, "10");
+}
+
 TEST_F(HttpTermsTest, BodyThatIsCutShortCountsNoMore) {
     options_.unknown_body_bytes = 1000;
     terms_.known = false;
