@@ -51,5 +51,14 @@ TEST(KillLoopTest, RowsThatChangeBetweenTwoRunsAreFoundInTheRanges) {
     EXPECT_NE(std::string::npos, report.failure.find("after its registration are not those of its ")) << report.failure;
 }
 
+TEST(KillLoopTest, HostThatEndsByItselfIsFoundWithAllThatItWrote) {
+    LoopOptions options;
+    options.plugin = "ends_early.so";
+    const LoopReport report = HostLoop(options).Run();
+    std::string evidence = "the host ended by itself with code 66\nstandard error of the host:\n";
+    for (int line = 1; line <= 100; ++line) evidence += "line " + std::to_string(line) + "\n";
+    EXPECT_NE(std::string::npos, report.failure.find(evidence)) << report.failure;
+}
+
 }  // namespace
 }  // namespace qartest

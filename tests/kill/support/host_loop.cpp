@@ -163,8 +163,8 @@ void HostLoop::Round(int signal, bool early) {
         CheckRanges(record);
         CheckStatements(record);
     } catch (const Failure& failure) {
-        throw Failure(failure.what() + std::string("\nstandard error of the host:\n") +
-                      LastLines(ReadLines(host.Process().Err())) + "its log:\n" + LastLines(site_.LogLines("")));
+        throw Failure(failure.what() + std::string("\nstandard error of the host:\n") + host.Process().Err() +
+                      "its log:\n" + LastLines(site_.LogLines("")));
     }
     report_.sweeps += activity_->sweeps_begun;
     report_.events += activity_->events;
@@ -241,7 +241,7 @@ void HostLoop::End(HostProcess& host, int signal) {
 void HostLoop::CheckStop(HostProcess& host, int exit_code) const {
     const std::string err = host.Process().Err();
     for (const char* report : {"Sanitizer", "runtime error:"}) {
-        if (err.find(report) != std::string::npos) throw Failure("a sanitizer has something to say:\n" + err);
+        if (err.find(report) != std::string::npos) throw Failure("a sanitizer has something to say");
     }
     if (exit_code != 0) throw Failure("the host ended with code " + std::to_string(exit_code));
     if (host.Process().Out().find("qarhost stopped\n") == std::string::npos) {
