@@ -6,6 +6,7 @@
 #include <array>
 #include <atomic>
 #include <latch>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -58,6 +59,27 @@ protected:
 
     unsigned StatusOf(const ClientRequest& request) { return Ask(request).head.status; }
 
+    // Sends requests for /a, whose handler does not end before leave_ is counted down. @return once it is in each
+    std::vector<ClientRequest> SendWaiting(int count = 1) {
+        const auto entered = std::make_shared<std::latch>(count);
+        EXPECT_TRUE(Bind(
+            "/a", kMethodGet,
+            [this, entered](MsgIn&, MsgOut&, ProtoParam2& param) {
+                entered->count_down();
+                leave_.wait();
+                param.str_answer = "done";
+            },
+            true));
+        std::vector<ClientRequest> requests;
+        for (int i = 0; i < count; ++i) {
+            requests.push_back(Request("GET", "/a"));
+            front_->Handle(requests.back());
+        }
+        entered->wait();
+        return requests;
+    }
+
+    std::latch leave_{1};
     MsgIn kept_;
     std::string kept_body_;
 };
@@ -374,22 +396,10 @@ TEST_F(FrontTest, SeveralRequestsOfOneUrlRunAtOnce) {
 }
 
 TEST_F(FrontTest, ReleasedUrlLetsItsCallEnd) {
-    std::latch entered(1);
-    std::latch released(1);
-    ASSERT_TRUE(Bind(
-        "/a", kMethodGet,
-        [&](MsgIn&, MsgOut&, ProtoParam2& param) {
-            entered.count_down();
-            released.wait();
-            param.str_answer = "done";
-        },
-        true));
-    const ClientRequest request = Request("GET", "/a");
-    front_->Handle(request);
-    entered.wait();
+    const ClientRequest request = SendWaiting().front();
     ASSERT_TRUE(urls_.Delete("/a", kMethodAny));
     EXPECT_EQ(404U, StatusOf(Request("GET", "/a")));
-    released.count_down();
+    leave_.count_down();
     EXPECT_EQ("done", ExchangeOf(request).Answer().body);
 }
 
@@ -399,48 +409,24 @@ protected:
 };
 
 TEST_F(NarrowFrontTest, RequestsBeyondTheLimitAreRefusedAtOnceAndLaterOnesServed) {
-    std::latch entered(2);
-    std::latch leave(1);
-    ASSERT_TRUE(Bind(
-        "/a", kMethodGet,
-        [&](MsgIn&, MsgOut&, ProtoParam2&) {
-            entered.count_down();
-            leave.wait();
-        },
-        true));
     BindKept("/b", kMethodGet, true);
-    const ClientRequest first = Request("GET", "/a");
-    const ClientRequest second = Request("GET", "/a");
-    front_->Handle(first);
-    front_->Handle(second);
-    entered.wait();
+    SendWaiting(2);
     const auto sent = Ask(Request("GET", "/b"));
     EXPECT_EQ(503U, sent.head.status);
     EXPECT_EQ("1", sent.Header("Retry-After"));
     EXPECT_EQ(R"({"status":503,"error":"Service Unavailable","reason":"too many requests at a time"})", sent.body);
-    leave.count_down();
+    leave_.count_down();
     front_->Stop(std::chrono::steady_clock::now() + kPatience);
     ASSERT_TRUE(front_->Start());
     EXPECT_EQ(200U, StatusOf(Request("GET", "/b")));
 }
 
 TEST_F(FrontTest, StopWaitsForHandlersAndRefusesMore) {
-    std::latch entered(1);
-    std::latch leave(1);
-    ASSERT_TRUE(Bind(
-        "/a", kMethodGet,
-        [&](MsgIn&, MsgOut&, ProtoParam2&) {
-            entered.count_down();
-            leave.wait();
-        },
-        true));
-    const ClientRequest request = Request("GET", "/a");
-    front_->Handle(request);
-    entered.wait();
+    const ClientRequest request = SendWaiting().front();
     {
         const test_support::OtherThread stopper([&] { front_->Stop(std::chrono::steady_clock::now() + kPatience); });
         EXPECT_TRUE(stopper.Waits());
-        leave.count_down();
+        leave_.count_down();
     }
     EXPECT_TRUE(ExchangeOf(request).Answered());
     EXPECT_EQ(R"({"status":503,"error":"Service Unavailable","reason":"the server stops"})",
@@ -449,20 +435,9 @@ TEST_F(FrontTest, StopWaitsForHandlersAndRefusesMore) {
 
 TEST_F(FrontTest, StopLeavesBehindWhatTakesTooLong) {
     TempLog log;
-    std::latch entered(1);
-    std::latch leave(1);
-    ASSERT_TRUE(Bind(
-        "/a", kMethodGet,
-        [&](MsgIn&, MsgOut&, ProtoParam2&) {
-            entered.count_down();
-            leave.wait();
-        },
-        true));
-    const ClientRequest request = Request("GET", "/a");
-    front_->Handle(request);
-    entered.wait();
+    const ClientRequest request = SendWaiting().front();
     front_->Stop(std::chrono::steady_clock::now());
-    leave.count_down();
+    leave_.count_down();
     EXPECT_EQ(200U, ExchangeOf(request).Answer().head.status);
     EXPECT_THAT(log.Lines(), ElementsAre(HasSubstr("1 requests are left behind at work")));
 }
