@@ -60,6 +60,8 @@ public:
         if (watch) pool_.PostTask(std::make_shared<Watcher>(shared_from_this()));
     }
 
+    int AtWork() const { return pool_.GetWorkTaskCount(); }
+
 private:
     struct Waiting {
         std::shared_ptr<DescribedTask> request;
@@ -214,6 +216,11 @@ void RequestQueue::Post(std::shared_ptr<DescribedTask> request) {
         line = line_;
     }
     if (line) line->Post(std::move(request));
+}
+
+int RequestQueue::AtWork() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return line_ ? line_->AtWork() : 0;
 }
 
 }  // namespace qarplatform

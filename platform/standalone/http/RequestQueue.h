@@ -36,10 +36,13 @@ public:
     /// Never waits for a request. On a queue that does not run the request is dropped.
     void Post(std::shared_ptr<DescribedTask> request);
 
+    /// @return how many threads it needs now: for requests, and one that watches for some time behind the last of them
+    int AtWork() const;
+
 private:
     class Line;
 
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     std::shared_ptr<Line> line_;  // guarded by mutex_; null while the queue does not run
 };
 

@@ -102,6 +102,18 @@ TEST_F(RequestQueueTest, RequestsBeyondTheMostWaitUntilOneEnds) {
     EXPECT_EQ(*std::max_element(at_once.begin(), at_once.end()), 2);
 }
 
+TEST_F(RequestQueueTest, WithoutRequestsNobodyIsAtWorkAndTheNextIsWatchedAsBefore) {
+    ASSERT_TRUE(queue_.Start(2, 10));
+    for (int i = 0; i < 3; ++i) {
+        Block();
+        Post([this, i] { ran_.Add(i); });  // gets its worker from who watches
+        ran_.WaitFor(static_cast<std::size_t>(i) + 1);
+        go_on_.release();
+        while (queue_.AtWork() > 0) std::this_thread::yield();
+    }
+    EXPECT_THAT(ran_.Now(), ElementsAre(0, 1, 2));
+}
+
 TEST_F(RequestQueueTest, StopDropsWhatIsQueuedAndWaitsForNobody) {
     ASSERT_TRUE(queue_.Start(1, 10));
     Block();
