@@ -1,6 +1,6 @@
 # Fuzz targets, one a file. Each replays its corpus as a test. To search for new inputs:
-#   cmake -B build/fuzz -G Ninja -DQAR_FUZZ=ON -DCMAKE_CXX_COMPILER=clang++ \
-#         -DCMAKE_CXX_FLAGS=-fsanitize=fuzzer-no-link,address,undefined
+#   cmake -B build/fuzz -G Ninja -DQAR_FUZZ=ON -DCMAKE_CXX_COMPILER=clang++ -DQAR_SANITIZE=address-undefined \
+#         -DCMAKE_CXX_FLAGS=-fsanitize=fuzzer-no-link
 #   ninja -C build/fuzz site_file_fuzz && build/fuzz/bin/site_file_fuzz -max_total_time=60 tests/fuzz/corpus/site_file
 option(QAR_FUZZ "Link the fuzz targets with libFuzzer (clang)" OFF)
 

@@ -17,6 +17,8 @@
 
 namespace {
 
+using qarplatform::BodyTerms;
+using qarplatform::ClientHead;
 using qarplatform::ClientRequest;
 using qarplatform::HttpServer;
 using qarplatform::HttpServerOptions;
@@ -40,15 +42,24 @@ void Answer(const ClientRequest& request) {
     request.exchange->Send({}, request.body, [owner = request.body_owner](qarplatform::SendResult) {});
 }
 
+// By the target, for an input to choose: a body at /u is of an unknown sender, one at /r is refused.
+BodyTerms Terms(const ClientHead& head) {
+    BodyTerms terms;
+    terms.known = head.target != "/u";
+    if (head.target == "/r") terms.refusal.emplace();
+    return terms;
+}
+
 uint16_t Port() {
     static HttpServer& server = *new HttpServer;  // leaked: its threads end with the process
     static const uint16_t port = [] {
         HttpServerOptions options;
         options.body_bytes = 100'000;
         options.memory_body_bytes = 10'000;
+        options.unknown_body_bytes = 5'000;
         options.spool_dir = "/tmp";
         std::string error;
-        if (!server.Start(options, &Answer, error)) std::abort();
+        if (!server.Start(options, &Answer, error, &Terms)) std::abort();
         return server.Port();
     }();
     return port;
@@ -66,13 +77,23 @@ int Connect() {
     return fd;
 }
 
+// A search's alarm clock interrupts what waits.
+template <class Call>
+ssize_t Uninterrupted(const Call& call) {
+    ssize_t n = 0;
+    do {
+        n = call();
+    } while (n < 0 && errno == EINTR);
+    return n;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     const int fd = Connect();
     std::size_t sent = 0;
     while (sent < size) {
-        const ssize_t n = send(fd, data + sent, size - sent, MSG_NOSIGNAL);
+        const ssize_t n = Uninterrupted([&] { return send(fd, data + sent, size - sent, MSG_NOSIGNAL); });
         if (n <= 0) break;  // the server has had enough
         sent += static_cast<std::size_t>(n);
     }
@@ -80,7 +101,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     std::string answer;
     char buffer[4096];
     ssize_t n = 0;
-    while ((n = recv(fd, buffer, sizeof(buffer), 0)) > 0) answer.append(buffer, static_cast<std::size_t>(n));
+    while ((n = Uninterrupted([&] { return recv(fd, buffer, sizeof(buffer), 0); })) > 0) {
+        answer.append(buffer, static_cast<std::size_t>(n));
+    }
     const bool hung_up = n == 0 || errno == ECONNRESET;
     close(fd);
     if (!hung_up || (!answer.empty() && answer.rfind("HTTP/1.1 ", 0) != 0)) std::abort();
