@@ -73,6 +73,14 @@ TEST(StopWatchTest, WaitsTheFirstTimeAndThenTheOther) {
             },
             milliseconds(1), std::chrono::hours(1));
         looks.WaitFor(1);
+        Arrivals<int> others;
+        const StopWatch often(
+            [&] {
+                others.Add(0);
+                return Texts();
+            },
+            milliseconds(1), milliseconds(1));
+        others.WaitFor(10);  // in which the first one would have looked again
     }
     EXPECT_THAT(testing::internal::GetCapturedStderr(), StartsWith("qarhost: the stop waits for "));
     EXPECT_EQ(looks.Now().size(), 1U);

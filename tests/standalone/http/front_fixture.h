@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <map>
 #include <memory>
@@ -76,6 +77,7 @@ protected:
         qarplatform::FrontSessions sessions;
         sessions.use = [this](const std::string& id) -> std::optional<qarplatform::Session> {
             std::lock_guard<std::mutex> lock(mutex_);
+            ++uses_;
             const auto found = sessions_.find(id);
             if (found == sessions_.end()) return std::nullopt;
             return found->second;
@@ -93,6 +95,7 @@ protected:
         return sessions;
     }
 
+    std::atomic<int> uses_{0};  // of sessions, ended ones too
     std::mutex mutex_;
     // guarded by mutex_
     std::map<std::string, qarplatform::Session> sessions_;

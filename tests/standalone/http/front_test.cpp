@@ -178,6 +178,23 @@ TEST_F(FrontTest, QueryThatNamesSeveralSessionsIsRefused) {
     EXPECT_THAT(kept_.map_params, ElementsAre(Pair("x", "1")));
 }
 
+TEST_F(FrontTest, QueryThatNamesSeveralSessionsIsRefusedBeforeAllElseIsAsked) {
+    BindKept("/a", kMethodGet);
+    const std::string refusal = R"({"status":400,"error":"Bad Request","reason":"the query names SID more than once"})";
+    const std::string query = std::string("?SID=") + kSession + "&SID=" + kSession;
+    ClientRequest foreign = LoggedIn(Request("POST", "/a" + query));
+    foreign.origin = "http://evil";
+    EXPECT_EQ(refusal, Ask(foreign).body);
+    ClientRequest socket = LoggedIn(Request("GET", "/a" + query));
+    socket.websocket = true;
+    EXPECT_EQ(refusal, Ask(socket).body);
+    EXPECT_EQ(refusal, Ask(Request("PUT", "/a" + query)).body) << "method";
+    EXPECT_EQ(refusal, Ask(Request("GET", "/nowhere" + query)).body);
+    EXPECT_EQ(refusal, Ask(Request("GET", "/a?SID=1&SID=2")).body) << "no session";
+    EXPECT_EQ(refusal, Ask(Request("GET", "/push?SID=1&SID=2")).body);
+    EXPECT_EQ(0, uses_) << "which would keep it alive";
+}
+
 TEST_F(FrontTest, WhatIsNoSessionIsNone) {
     BindKept("/a", kMethodGet);
     EXPECT_EQ(401U, StatusOf(Request("GET", "/a?SID=short")));
