@@ -143,9 +143,9 @@ private:
     void OnAnswerTimeout();
     void OnSendTimeout();
 
-    /// Calls a function later, unless another is armed or the timer is stopped before.
     using Clock = std::chrono::steady_clock;
 
+    /// Calls a function later, unless another is armed or the timer is stopped before.
     void Arm(std::chrono::milliseconds time, void (HttpConnection::*on_expiry)());
     void Disarm();
     void SetTimer(Clock::time_point wake);
