@@ -213,7 +213,7 @@ std::optional<Answer> Front::Examine(Call& call) const {
     const ClientHead& head = call.head;
     std::string error;
     if (!ParseTarget(head.target, call.target, error)) return MakeError(400, error);
-    if (NamesSessionTwice(head.target)) return MakeError(400, "the query names SID more than once");
+    if (error = WrongSessionKey(head.target); !error.empty()) return MakeError(400, error);
     FindSession(call);
     call.method = MethodOfVerb(head.verb);
     const std::string& path = call.target.path;

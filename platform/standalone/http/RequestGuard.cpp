@@ -52,19 +52,25 @@ std::vector<std::string> SessionCookies(std::string_view cookies) {
     return sessions;
 }
 
-bool NamesSessionTwice(std::string_view target) {
+std::string WrongSessionKey(std::string_view target) {
     const std::string_view query = target.substr(std::min(target.find('?'), target.size()));
     int named = 0;
+    bool escaped = false;
     for (std::string_view rest = query; !rest.empty();) {
         rest.remove_prefix(1);
         const std::size_t end = std::min(rest.find('&'), rest.size());
         const std::string_view pair = rest.substr(0, end);
+        const std::string_view sent_key = pair.substr(0, pair.find('='));
         std::string key;
-        if (PercentDecode(pair.substr(0, pair.find('=')), true, key) && key == kSessionKey) ++named;
+        if (PercentDecode(sent_key, true, key) && key == kSessionKey) {
+            ++named;
+            if (sent_key != kSessionKey || pair.find_first_of("%+") != std::string_view::npos) escaped = true;
+        }
         rest.remove_prefix(end);
     }
     const std::string assignment = std::string(kSessionKey) + "=";
-    return named > 1 || query.find(assignment) != query.rfind(assignment);
+    if (named > 1 || query.find(assignment) != query.rfind(assignment)) return "the query names SID more than once";
+    return escaped ? "the query's key SID or its value is escaped" : "";
 }
 
 bool IsSameOrigin(std::string_view origin, std::string_view host, UserScheme scheme) {

@@ -23,11 +23,11 @@ enum class UserScheme {
 ///         domain can put one of its own before the right one
 std::vector<std::string> SessionCookies(std::string_view cookies);
 
-/// Whether a request's query names SID more than once, however it is escaped. The end of a longer key counts as well
-/// where it stands there as "SID=": the masking of URLs for the log takes it for one, and puts the first one's value in
-/// the place of all.
+/// Why a request is refused for the way in which its query names SID: "" when it may. The masking of URLs for the log
+/// knows the text "SID=" and what stands behind it, and puts the first one's value in the place of all. So SID may
+/// stand there once, the end of a longer key included, and neither the key nor its value may be escaped.
 /// @param target  as sent
-bool NamesSessionTwice(std::string_view target);
+std::string WrongSessionKey(std::string_view target);
 
 /// Whether a page of this very host made the request.
 /// @param origin  the header line Origin, such as https://host:8443

@@ -195,6 +195,19 @@ TEST_F(FrontTest, QueryThatNamesSeveralSessionsIsRefusedBeforeAllElseIsAsked) {
     EXPECT_EQ(0, uses_) << "which would keep it alive";
 }
 
+TEST_F(FrontTest, QueryThatEscapesTheSessionIsRefused) {
+    BindKept("/a", kMethodAny, true);
+    const std::string id = kSession;
+    const std::string refusal =
+        R"({"status":400,"error":"Bad Request","reason":"the query's key SID or its value is escaped"})";
+    for (const std::string& query : {"%53ID=" + id, "x=1&SI%44=" + id, "SID=%30" + id.substr(1)}) {
+        EXPECT_EQ(refusal, Ask(Request("GET", "/a?" + query)).body) << query;
+        EXPECT_EQ(refusal, Ask(LoggedIn(Request("POST", "/a?" + query))).body) << query;
+        EXPECT_EQ(refusal, Ask(Request("GET", "/login?" + query)).body) << query;
+    }
+    EXPECT_EQ(-1, kept_.n_connection);
+}
+
 TEST_F(FrontTest, WhatIsNoSessionIsNone) {
     BindKept("/a", kMethodGet);
     EXPECT_EQ(401U, StatusOf(Request("GET", "/a?SID=short")));

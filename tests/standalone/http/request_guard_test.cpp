@@ -46,11 +46,22 @@ TEST(RequestGuardTest, FourCookiesOfTheFormOfASessionAreRead) {
 TEST(RequestGuardTest, SecondSessionOfAQueryIsSeenHoweverItIsEscaped) {
     for (const char* target : {"/a?SID=1&SID=2", "/a?SID&SID", "/a?x=1&SID=&y=2&SID=", "/a?SID=1&%53%49D=2",
                                "/a?%53ID=1&S%49D=2", "/a?XSID=1&SID=2", "/a?XSID=1&YSID=2", "/a?x=SID=1&SID=2"}) {
-        EXPECT_TRUE(NamesSessionTwice(target)) << target;
+        EXPECT_EQ("the query names SID more than once", WrongSessionKey(target)) << target;
     }
     for (const char* target : {"/a", "/a?", "/a?SID=1", "/a?x=1&SID=2&sid=3&SIDE=4", "/a?x=SID&SID=1", "/SID=1?SID=2",
                                "/a?SID=1&%5SID", "/a?SID=1&x=%"}) {
-        EXPECT_FALSE(NamesSessionTwice(target)) << target;
+        EXPECT_EQ("", WrongSessionKey(target)) << target;
+    }
+}
+
+TEST(RequestGuardTest, EscapedSessionOfAQueryIsSeen) {
+    for (const char* target : {"/a?%53ID=1", "/a?S%49D=1", "/a?x=1&SI%44=2&y=3", "/a?%53%49%44", "/a?SID=%31",
+                               "/a?SID=1+2", "/a?SID=+", "/a?x=1&SID=12%"}) {
+        EXPECT_EQ("the query's key SID or its value is escaped", WrongSessionKey(target)) << target;
+    }
+    for (const char* target : {"/a?SID=1&x=%20", "/a?%78=1&SID=2", "/a?x=a+b&SID=1", "/a?%73ID=1", "/a?SID+=1",
+                               "/%53ID=1?SID=2", "/a?XSID=%31"}) {
+        EXPECT_EQ("", WrongSessionKey(target)) << target;
     }
 }
 
