@@ -275,7 +275,7 @@ std::optional<Answer> Front::Route(Work& work) {
     if (std::optional<Answer> refusal = Examine(call)) return refusal;
     const std::string& path = call.target.path;
     if (path == "/push") {
-        request.exchange->Accept(board_.NewListener(call.session->id));
+        request.exchange->Accept(board_.NewListener(call.session->id, call.session->user));
         return std::nullopt;
     }
     if (path == "/login") {

@@ -53,7 +53,8 @@ public:
 
     void Start(std::function<bool(const std::string&)> use_session);
     void Stop();
-    void Open(const std::string& session, const PushListener* socket, const std::shared_ptr<PushChannel>& channel);
+    void Open(const std::string& session, unsigned int user, const PushListener* socket,
+              const std::shared_ptr<PushChannel>& channel);
     void Receive(const std::string& session, PushChannel& channel, const std::string& text);
     void Close(const std::string& session, const PushListener* socket);
     void EndSession(const std::string& session, uint16_t code, const std::string& reason);
@@ -63,6 +64,9 @@ public:
 private:
     /// A session with an open WebSocket.
     struct Client {
+        explicit Client(unsigned int its_user) : user(its_user) {}
+
+        const unsigned int user;
         // guarded by mutex_
         std::vector<std::pair<const PushListener*, std::shared_ptr<PushChannel>>> sockets;
         // guarded by bus_mutex_
@@ -70,6 +74,7 @@ private:
     };
 
     std::shared_ptr<Client> Find(const std::string& session);
+    std::size_t SocketsOf(unsigned int user) const;  // mutex_ is held
     bool UseSession(const std::string& session);
     std::shared_ptr<CMsgSubscribedInfo> MessageInfo(const std::string& session, const std::set<int>& types);
     CMsgSubscribeInfo Row(const std::string& session, int event, const PushCommand& command);
@@ -91,11 +96,12 @@ private:
 /// One WebSocket.
 class PushBoard::Socket : public PushListener {
 public:
-    Socket(std::shared_ptr<Impl> board, std::string session) : board_(std::move(board)), session_(std::move(session)) {}
+    Socket(std::shared_ptr<Impl> board, std::string session, unsigned int user)
+        : board_(std::move(board)), session_(std::move(session)), user_(user) {}
 
     void Opened(const std::shared_ptr<PushChannel>& channel) override {
         channel_ = channel;
-        board_->Open(session_, this, channel);
+        board_->Open(session_, user_, this, channel);
     }
     void Received(const std::string& text) override { board_->Receive(session_, *channel_, text); }
     void Closed() override {
@@ -106,6 +112,7 @@ public:
 private:
     const std::shared_ptr<Impl> board_;
     const std::string session_;
+    const unsigned int user_;
     std::shared_ptr<PushChannel> channel_;  // of the calls above, which come one at a time
 };
 
@@ -125,21 +132,29 @@ void PushBoard::Impl::Stop() {
     for (const std::string& session : sessions) EndSession(session, kCloseGoingAway, "the server stops");
 }
 
-void PushBoard::Impl::Open(const std::string& session, const PushListener* socket,
+void PushBoard::Impl::Open(const std::string& session, unsigned int user, const PushListener* socket,
                            const std::shared_ptr<PushChannel>& channel) {
     bool usable = true;
+    bool one_too_many = false;
     {
         std::lock_guard<std::mutex> bus_lock(bus_mutex_);
         bool first = false;
         {
             std::lock_guard<std::mutex> lock(mutex_);
-            std::shared_ptr<Client>& client = clients_[session];
-            first = client == nullptr;
-            if (first) client = std::make_shared<Client>();
-            client->sockets.emplace_back(socket, channel);
-            usable = !stopped_;
+            one_too_many = SocketsOf(user) >= kMostOfAUser;
+            if (!one_too_many) {
+                std::shared_ptr<Client>& client = clients_[session];
+                first = client == nullptr;
+                if (first) client = std::make_shared<Client>(user);
+                client->sockets.emplace_back(socket, channel);
+                usable = !stopped_;
+            }
         }
         if (first) usable = bus_.subscribe_msg(MessageInfo(session, {})) && usable;
+    }
+    if (one_too_many) {
+        channel->Close(kClosePolicy, "the user has too many WebSockets open");
+        return;
     }
     // A session that ended before the socket was noted has told nobody to close it.
     if (!usable) {
@@ -233,6 +248,14 @@ std::shared_ptr<PushBoard::Impl::Client> PushBoard::Impl::Find(const std::string
     return found == clients_.end() ? nullptr : found->second;
 }
 
+std::size_t PushBoard::Impl::SocketsOf(unsigned int user) const {
+    std::size_t sockets = 0;
+    for (const auto& [session, client] : clients_) {
+        if (client->user == user) sockets += client->sockets.size();
+    }
+    return sockets;
+}
+
 bool PushBoard::Impl::UseSession(const std::string& session) {
     std::function<bool(const std::string&)> use_session;
     {
@@ -321,8 +344,8 @@ void PushBoard::Start(std::function<bool(const std::string& session)> use_sessio
 
 void PushBoard::Stop() { impl_->Stop(); }
 
-std::shared_ptr<PushListener> PushBoard::NewListener(const std::string& session) {
-    return std::make_shared<Socket>(impl_, session);
+std::shared_ptr<PushListener> PushBoard::NewListener(const std::string& session, unsigned int user) {
+    return std::make_shared<Socket>(impl_, session, user);
 }
 
 bool PushBoard::Push(const std::vector<std::string>& sessions, int type,

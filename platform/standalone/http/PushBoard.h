@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <list>
 #include <memory>
@@ -14,9 +15,13 @@ namespace qarplatform {
 
 /// The users' WebSockets, by session. A session with an open one is a client of the bus: it gets notify messages by
 /// name and permission, and what its own messages subscribe it to (PushCommand). Messages that are none are answered
-/// with {"error":"..."}. The last socket's end, or the session's, ends its subscriptions. Threads: any.
+/// with {"error":"..."}. The last socket's end, or the session's, ends its subscriptions. A socket beyond kMostOfAUser
+/// is closed with 1008. Threads: any.
 class PushBoard {
 public:
+    /// Most open WebSockets of a user, in all sessions together.
+    static constexpr std::size_t kMostOfAUser = 16;
+
     /// What the board asks of the bus; the functions of ZELPlatform::MsgBus.
     struct Bus {
         std::function<bool(std::list<ZELPlatform::MsgBus::CMsgSubScribeErrorInfo>&,
@@ -39,7 +44,7 @@ public:
     void Stop();
 
     /// @return what a WebSocket of a session is accepted with
-    std::shared_ptr<PushListener> NewListener(const std::string& session);
+    std::shared_ptr<PushListener> NewListener(const std::string& session, unsigned int user);
 
     /// As ZELPlatform::MsgBus::MsgNotifyByDst.
     bool Push(const std::vector<std::string>& sessions, int type,

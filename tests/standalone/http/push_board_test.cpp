@@ -125,9 +125,9 @@ protected:
         std::shared_ptr<PushListener> listener;
         std::shared_ptr<FakeChannel> channel = std::make_shared<FakeChannel>();
     };
-    Client Open(const std::string& session) {
+    Client Open(const std::string& session, unsigned int user = 7) {
         Client client;
-        client.listener = board_.NewListener(session);
+        client.listener = board_.NewListener(session, user);
         client.listener->Opened(client.channel);
         return client;
     }
@@ -354,6 +354,41 @@ TEST_F(PushBoardTest, EndOfTheSessionClosesItsSocketsAndEndsItsSubscriptions) {
     EXPECT_THAT(TakeCalls(), IsEmpty());
     EXPECT_TRUE(Push({"a"}, Text("x")));
     EXPECT_THAT(first.channel->Frames(), IsEmpty());
+}
+
+TEST_F(PushBoardTest, SeventeenthSocketOfAUserIsClosedUntilAnotherOneHasEnded) {
+    std::vector<Client> open;
+    for (int i = 0; i < 8; ++i) {
+        open.push_back(Open("a"));
+        open.push_back(Open("b"));
+    }
+    TakeCalls();
+    sessions_.insert("c");
+    for (const char* session : {"a", "c"}) {
+        const Client refused = Open(session);
+        EXPECT_EQ("1008 the user has too many WebSockets open", refused.channel->ClosedWith());
+        EXPECT_TRUE(Push({session}, Text("x")));
+        EXPECT_THAT(refused.channel->Frames(), IsEmpty());
+        refused.listener->Closed();
+    }
+    EXPECT_THAT(TakeCalls(), IsEmpty());
+    for (const Client& client : open) EXPECT_EQ("", client.channel->ClosedWith());
+    EXPECT_THAT(open[0].channel->Texts(), ElementsAre("x"));
+
+    open[3].listener->Closed();
+    const Client next = Open("c");
+    EXPECT_EQ("", next.channel->ClosedWith());
+    const Client beyond = Open("b");
+    EXPECT_EQ("1008 the user has too many WebSockets open", beyond.channel->ClosedWith());
+    board_.EndSession("c");
+    EXPECT_EQ("", Open("b").channel->ClosedWith());
+}
+
+TEST_F(PushBoardTest, SocketsOfOtherUsersDoNotCount) {
+    std::vector<Client> open;
+    for (std::size_t i = 0; i < PushBoard::kMostOfAUser; ++i) open.push_back(Open("a", 7));
+    EXPECT_EQ("", Open("b", 8).channel->ClosedWith());
+    EXPECT_EQ("1008 the user has too many WebSockets open", Open("a", 7).channel->ClosedWith());
 }
 
 TEST_F(PushBoardTest, SocketOfASessionThatEndedMeanwhileIsClosed) {
