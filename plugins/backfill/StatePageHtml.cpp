@@ -64,6 +64,9 @@ async function fetchNow(camera, range) {
     await show();
   } catch (error) { tell("Cannot fetch " + range.begin + ": " + error.message); }
 }
+const nameOf = camera => (camera.name || "camera") + " (" + camera.camera + ")";
+// Tells a button from all others, also after the rows were made anew.
+const keyOf = (...parts) => parts.join("/");
 function rangesOf(camera, detail) {
   if (!detail.ranges.length) return text("p", "Nothing is to be fetched.", "muted");
   const table = document.createElement("table");
@@ -77,7 +80,9 @@ function rangesOf(camera, detail) {
     for (const value of [duration(range.seconds), state, range.attempts]) row.append(text("td", value));
     row.append(text("td", range.last_error, "error"));
     const button = text("button", "Fetch now");
-    button.setAttribute("aria-label", "Fetch " + range.begin + " to " + range.end + " now");
+    button.setAttribute("aria-label", "Fetch now: " + nameOf(camera) + ", business type " + camera.busi + ", " +
+                                      range.begin + " to " + range.end);
+    button.dataset.key = keyOf(camera.camera, camera.busi, range.begin);
     button.disabled = range.state !== "waiting";
     button.onclick = () => { button.disabled = true; fetchNow(camera, range); };
     row.insertCell().append(button);
@@ -98,10 +103,12 @@ async function show() {
   const {cameras} = await ask("/cameras");
   const rows = [];
   for (const camera of cameras) {
-    const key = camera.camera + "/" + camera.busi;
+    const key = keyOf(camera.camera, camera.busi);
     const row = document.createElement("tr");
     if (camera.ranges) row.className = "open";
-    const name = text("button", (camera.name || "camera") + " (" + camera.camera + ")", "link");
+    const name = text("button", nameOf(camera), "link");
+    name.setAttribute("aria-label", nameOf(camera) + ", business type " + camera.busi);
+    name.dataset.key = key;
     name.setAttribute("aria-expanded", open.has(key));
     name.onclick = () => { if (!open.delete(key)) open.add(key); refresh(); };
     row.insertCell().append(name);
@@ -110,9 +117,9 @@ async function show() {
     rows.push(row);
     if (open.has(key)) rows.push(await detailOf(camera));
   }
-  const focused = document.activeElement && document.activeElement.textContent;
+  const focused = document.activeElement && document.activeElement.dataset.key;
   document.getElementById("cameras").replaceChildren(...rows);
-  if (focused) for (const button of document.querySelectorAll("button")) if (button.textContent === focused) { button.focus(); break; }
+  if (focused) for (const button of document.querySelectorAll("button")) if (button.dataset.key === focused) button.focus();
   const ranges = cameras.reduce((sum, camera) => sum + camera.ranges, 0);
   document.getElementById("sum").textContent =
     cameras.length + " cameras, " + (ranges ? ranges + " open ranges" : "no open range") + ", as of " + new Date().toLocaleTimeString();

@@ -27,6 +27,57 @@ std::string Encoded(std::string moment) {
     return moment;
 }
 
+/// Stands before the page's script: a camera with two business types and two open ranges of each, and no refreshing but
+/// the test's own.
+constexpr const char* kFakeState = R"html(<script>
+const state = {"/cameras": {cameras: [1, 2].map(busi => ({camera: 101, busi, name: "Yard", points: 3, ranges: 2}))}};
+for (const busi of [1, 2]) {
+  state["/cameras/101/" + busi] = {points: [], ranges: [1, 3].map(hour => (
+    {begin: "0" + hour + ":00", end: "0" + (hour + 1) + ":00", state: "waiting", last_error: ""}))};
+}
+window.fetch = async path => {
+  const value = state[path.slice(location.pathname.length)];
+  return {ok: true, status: 200, json: async () => value};
+};
+window.setInterval = () => {};
+</script>)html";
+
+/// Stands behind the page's script: opens both rows, and writes down the buttons' labels and which of them has the
+/// focus when each had it before the rows were made anew.
+constexpr const char* kFocusEachButton = R"html(<script>
+(async () => {
+  const buttons = () => [...document.querySelectorAll("button")];
+  const settled = async () => { while (running) await null; };
+  await settled();
+  for (const row of [1, 0]) { buttons()[row].click(); await settled(); }
+  const lines = buttons().map(button => button.getAttribute("aria-label"));
+  for (const i of buttons().keys()) {
+    buttons()[i].focus();
+    await refresh();
+    lines.push(i + " " + buttons().indexOf(document.activeElement));
+  }
+  document.body.replaceChildren(text("pre", lines.join("\n")));
+})();
+</script>)html";
+
+/// @return what a browser shows of a page, as HTML, once its scripts have run
+std::string Shown(const std::string& html) {
+    const TempFolder folder;
+    const std::string page = folder.Write("page.html", html);
+    Launch launch;
+    launch.words = {"/usr/bin/chromium",
+                    "--headless",
+                    "--no-sandbox",
+                    "--disable-gpu",
+                    "--no-first-run",
+                    "--disable-background-networking",
+                    "--disable-dev-shm-usage",
+                    "--user-data-dir=" + (folder.Path() / "profile").string(),
+                    "--dump-dom",
+                    "file://" + page};
+    return RunToEnd(launch).out;
+}
+
 /// A host whose backfill fetches nothing before a flag stands in the site's folder, and tries again only after ten
 /// minutes.
 class BackfillPageTest : public testing::Test {
@@ -142,6 +193,22 @@ TEST_F(BackfillPageTest, RequestsThatCannotBeServedSayWhy) {
     EXPECT_EQ(
         "nothing of this range is to be fetched",
         error("/backfill/fetch", "camera=7&busi=1&begin=2024-03-01T00:00:00%2B08:00&end=2024-03-01T01:00:00%2B08:00"));
+}
+
+TEST_F(BackfillPageTest, ARefreshLeavesTheFocusOnItsButton) {
+    std::string html = anna_->Get("/backfill").body;
+    const std::string doctype = "<!doctype html>";
+    ASSERT_THAT(html, StartsWith(doctype));
+    html.insert(doctype.size(), kFakeState);
+    html += kFocusEachButton;
+    EXPECT_THAT(Shown(html), HasSubstr("<pre>"
+                                       "Yard (101), business type 1\n"
+                                       "Fetch now: Yard (101), business type 1, 01:00 to 02:00\n"
+                                       "Fetch now: Yard (101), business type 1, 03:00 to 04:00\n"
+                                       "Yard (101), business type 2\n"
+                                       "Fetch now: Yard (101), business type 2, 01:00 to 02:00\n"
+                                       "Fetch now: Yard (101), business type 2, 03:00 to 04:00\n"
+                                       "0 0\n1 1\n2 2\n3 3\n4 4\n5 5</pre>"));
 }
 
 TEST_F(BackfillPageTest, ThePageIsServedToThoseWhoAreLoggedInOnly) {
