@@ -32,8 +32,9 @@ enum Method {
 
 namespace CmdParam {
 
-/// How the request's handler is wanted to run. The standalone platform runs each request on a worker of its own either
-/// way, several of one URL at once.
+/// How the request's handler is wanted to run. The standalone platform makes no difference: a worker runs quick
+/// requests one after the other, and one that has waited a millisecond behind a long one gets a worker of its own. So
+/// several of one URL may run at once.
 enum Exec {
     kExecSync = 0,
     kExecAsync = 1,

@@ -21,8 +21,9 @@
 
 namespace qarplatform {
 
-/// What users' requests come to: the platform's own URLs and those of the plug-ins, behind the users' sessions. Each
-/// request is worked off on a thread of its own. Held by shared_ptr. Threads: any.
+/// What users' requests come to: the platform's own URLs and those of the plug-ins, behind the users' sessions. One
+/// worker works off quick requests one after the other; one that has waited a millisecond behind a long one gets a
+/// worker of its own. Held by shared_ptr. Threads: any.
 class Front : public std::enable_shared_from_this<Front> {
 public:
     /// @param requests  worked on at most at a time; those beyond are answered with 503

@@ -9,7 +9,7 @@ namespace MsgBus {
 
 using qarplatform::UrlTable;
 
-// Each request has a worker of its own either way.
+// Either way a request that has waited a millisecond behind a long one gets a worker of its own.
 bool AddURL(const std::string& plugin, const std::string& url, Method method, UserRequestFunc fn,
             CmdParam::Exec /*exec*/, bool flag) {
     return UrlTable::Get().Add(plugin, url, method, std::move(fn), flag);
