@@ -144,8 +144,8 @@ public:
     /// the plug-in's types.
     /// @return false for an empty function, or when the platform refuses
     virtual bool SubscribeMsg(const std::set<int>& types, const std::string& plugin, EventFunc fn) = 0;
-    /// Ends these types for every subscriber in the process, other plug-ins included: the platform is told no name. A
-    /// call that is on its way may still come.
+    /// Ends these types for every subscriber in the process, other plug-ins and users' clients included: the platform
+    /// is told no name. A call that is on its way may still come.
     /// @param plugin  only written to the log
     virtual void UnsubscribeMsg(const std::set<int>& types, const std::string& plugin) = 0;
     /// Sends a notify message to the subscribers of its type. The message is kept until all have it.
