@@ -72,37 +72,36 @@ void RequestHead::SetLine(std::string_view line_verb, std::string_view line_targ
 
 void RequestHead::AddField(std::string_view name, std::string_view value) {
     if (Equals(name, "Host")) {
-        SetOnce(host, value, has_host_ ? "Host" : nullptr);
-        has_host_ = true;
+        SetOnce(kHost, "Host", host, value);
     } else if (Equals(name, "Origin")) {
-        SetOnce(origin, value, "Origin");
+        SetOnce(kOrigin, "Origin", origin, value);
     } else if (Equals(name, "Cookie")) {
         cookie.append(cookie.empty() ? "" : "; ").append(value);
     } else if (Equals(name, "Content-Type")) {
-        SetOnce(content_type, value, "Content-Type");
+        SetOnce(kContentType, "Content-Type", content_type, value);
     } else if (Equals(name, "Content-Length")) {
-        SetOnce(content_length_, value, "Content-Length");
+        SetOnce(kContentLength, "Content-Length", content_length_, value);
     } else if (Equals(name, "Transfer-Encoding")) {
-        SetOnce(transfer_encoding_, value, "Transfer-Encoding");
-        has_transfer_encoding_ = true;
+        SetOnce(kTransferEncoding, "Transfer-Encoding", transfer_encoding_, value);
     } else if (Equals(name, "Expect")) {
-        SetOnce(expect_, value, "Expect");
+        SetOnce(kExpect, "Expect", expect_, value);
     } else if (Equals(name, "Connection")) {
         connection_.append(connection_.empty() ? "" : ",").append(value);
     } else if (Equals(name, "Upgrade")) {
         upgrade_.append(upgrade_.empty() ? "" : ",").append(value);
     } else if (Equals(name, "Sec-WebSocket-Key")) {
-        SetOnce(websocket_key, value, "Sec-WebSocket-Key");
+        SetOnce(kWebSocketKey, "Sec-WebSocket-Key", websocket_key, value);
     } else if (Equals(name, "Sec-WebSocket-Version")) {
-        SetOnce(websocket_version_, value, "Sec-WebSocket-Version");
+        SetOnce(kWebSocketVersion, "Sec-WebSocket-Version", websocket_version_, value);
     }
 }
 
-void RequestHead::SetOnce(std::string& field, std::string_view value, const char* name) {
-    if (name && !field.empty()) {
+void RequestHead::SetOnce(Field field, const char* name, std::string& text, std::string_view value) {
+    if (seen_[field]) {
         repeated_ = name;
     }
-    field = value;
+    seen_.set(field);
+    text = value;
 }
 
 Refusal RequestHead::Check() {
@@ -112,7 +111,7 @@ Refusal RequestHead::Check() {
     if (*repeated_) {
         return {400, std::string("the header ") + repeated_ + " is there more than once"};
     }
-    if (version >= 11 && !has_host_) {
+    if (version >= 11 && !seen_[kHost]) {
         return {400, "the header Host is missing"};
     }
     if (Refusal refusal = CheckTarget(); refusal.status != 0) {
@@ -153,7 +152,7 @@ Refusal RequestHead::CheckTarget() {
 }
 
 Refusal RequestHead::CheckLength() const {
-    if (has_transfer_encoding_) {
+    if (seen_[kTransferEncoding]) {
         if (!content_length_.empty()) {
             return {400, "Content-Length and Transfer-Encoding are given both"};
         }
@@ -176,7 +175,7 @@ Refusal RequestHead::CheckUpgrade() const {
     if (websocket_version_ != "13") {
         return {426, "only version 13 of WebSocket is served"};
     }
-    if (verb != "GET" || !IsWebSocketKey(websocket_key) || has_transfer_encoding_ ||
+    if (verb != "GET" || !IsWebSocketKey(websocket_key) || seen_[kTransferEncoding] ||
         (!content_length_.empty() && content_length_ != "0")) {
         return {400, "the request for a WebSocket is malformed"};
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bitset>
 #include <string>
 #include <string_view>
 
@@ -38,10 +39,23 @@ public:
     bool expects_continue = false;
 
 private:
+    /// Fields that may be there once.
+    enum Field {
+        kHost,
+        kOrigin,
+        kContentType,
+        kContentLength,
+        kTransferEncoding,
+        kExpect,
+        kWebSocketKey,
+        kWebSocketVersion,
+        kFields
+    };
+
     Refusal CheckTarget();
     Refusal CheckLength() const;
     Refusal CheckUpgrade() const;
-    void SetOnce(std::string& field, std::string_view value, const char* name);
+    void SetOnce(Field field, const char* name, std::string& text, std::string_view value);
 
     std::string expect_;
     std::string upgrade_;
@@ -50,8 +64,7 @@ private:
     std::string content_length_;
     std::string connection_;     // all lines, joined by ","
     const char* repeated_ = "";  // name of a field that must not be repeated, and was
-    bool has_host_ = false;
-    bool has_transfer_encoding_ = false;
+    std::bitset<kFields> seen_;  // empty ones too
 };
 
 }  // namespace qarplatform
