@@ -18,6 +18,15 @@ constexpr int kMostWaitingWorkers = 128;  // in their lanes; further ones go bac
 
 std::atomic<int> waiting_workers = 0;
 
+/// For the log. Never throws: the lane goes on where the memory is at an end.
+std::string TextOf(const Message& message) {
+    try {
+        return message.Text();
+    } catch (...) {
+        return "a message";  // short enough to need no memory
+    }
+}
+
 }  // namespace
 
 Lane::Lane(std::string name, Mox::Base::CMessageLoopDyThreadPool& pool, const StopDeadline& deadline)
@@ -118,10 +127,10 @@ void Lane::Deliver(const Delivery& delivery) const {
         delivery.Deliver();
     } catch (const std::exception& error) {
         LogSinkWrite(kLogError, kModulePlatform, "%s threw at %s: %s", name_.c_str(),
-                     delivery.GetMessage().Text().c_str(), error.what());
+                     TextOf(delivery.GetMessage()).c_str(), error.what());
     } catch (...) {
         LogSinkWrite(kLogError, kModulePlatform, "%s threw something that is no std::exception at %s", name_.c_str(),
-                     delivery.GetMessage().Text().c_str());
+                     TextOf(delivery.GetMessage()).c_str());
     }
 }
 

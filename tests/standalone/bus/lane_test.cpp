@@ -7,6 +7,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <new>
 #include <semaphore>
 #include <stdexcept>
 #include <string>
@@ -25,6 +26,10 @@ struct Number final : qarplatform::Message {
     explicit Number(int its_value) : value(its_value) {}
     std::string Text() const override { return "number " + std::to_string(value); }
     const int value;
+};
+
+struct NumberWithoutText final : qarplatform::Message {
+    std::string Text() const override { throw std::bad_alloc(); }
 };
 
 using NumberReceiver = qarplatform::ReceiverOf<Number>;
@@ -183,6 +188,25 @@ TEST_F(LaneTest, WhatAReceiverThrowsIsLoggedWithTheMessage) {
     EXPECT_THAT(log.Lines(),
                 ElementsAre("E [QARPlatform] subscriber s threw at number 1: boom",
                             "E [QARPlatform] subscriber s threw something that is no std::exception at number 2"));
+}
+
+TEST_F(LaneTest, ThrowThatCannotBeToldForWantOfMemoryHoldsUpNoOtherMessage) {
+    TempLog log;
+    const auto thrower = std::make_shared<const qarplatform::ReceiverOf<NumberWithoutText>>(
+        lane_, [](const NumberWithoutText&) { throw std::runtime_error("boom"); });
+    const auto odd_thrower = std::make_shared<const qarplatform::ReceiverOf<NumberWithoutText>>(
+        lane_, [](const NumberWithoutText&) { throw 5; });
+    Block();
+    for (const auto& receiver : {thrower, odd_thrower}) {
+        lane_->Post(Delivery(receiver, std::make_shared<const NumberWithoutText>()));
+        lane_->Post(To(counter_, 0));
+    }
+    may_go_on_.release();
+    pool_.Stop(true);
+    EXPECT_EQ(delivered_, 2u);
+    EXPECT_THAT(log.Lines(), ElementsAre("E [QARPlatform] subscriber s threw at a message: boom",
+                                         "E [QARPlatform] subscriber s threw something that is no std::exception at a "
+                                         "message"));
 }
 
 TEST_F(LaneTest, DescribesTheSubscriberWhileAMessageIsBeingDelivered) {
