@@ -55,6 +55,33 @@ private:
     const WorkSlots::Entry entry_;
 };
 
+/// A try that the gate has begun, ended with it.
+class Try {
+public:
+    /// @param mutex  guards the gate
+    Try(LoginGate& gate, std::mutex& mutex, const std::string& user, const std::string& remote)
+        : gate_(gate), mutex_(mutex), user_(user), remote_(remote) {}
+    ~Try() {
+        try {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            gate_.End(user_, remote_, outcome_, steady_clock::now());
+        } catch (const std::exception&) {
+            // out of memory: the failure does not count, the try has ended
+        }
+    }
+    Try(const Try&) = delete;
+    Try& operator=(const Try&) = delete;
+
+    void Ends(LoginGate::Outcome outcome) { outcome_ = outcome; }
+
+private:
+    LoginGate& gate_;
+    std::mutex& mutex_;
+    const std::string& user_;
+    const std::string& remote_;
+    LoginGate::Outcome outcome_ = LoginGate::Outcome::kUnknown;
+};
+
 }  // namespace
 
 void LoginDesk::Open(UserStore& users, const SessionOptions& options) {
@@ -123,6 +150,7 @@ LoginAnswer LoginDesk::LoginInTurn(const std::string& user, const std::string& p
     if (wait != seconds(0)) {
         return TryLater(user, remote, wait);
     }
+    Try begun(*gate_, mutex_, user, remote);
     LoginAnswer answer;
     try {
         std::optional<StoredUser> found;
@@ -138,8 +166,7 @@ LoginAnswer LoginDesk::LoginInTurn(const std::string& user, const std::string& p
         LogSinkWrite(kLogInformation, kModulePlatform, "user \"%s\" logged in from %s", Shown(user).c_str(),
                      Shown(remote).c_str());
     }
-    const std::lock_guard<std::mutex> lock(mutex_);
-    gate_->End(user, remote, OutcomeOf(answer.result), steady_clock::now());
+    begun.Ends(OutcomeOf(answer.result));
     return answer;
 }
 

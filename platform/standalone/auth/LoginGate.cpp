@@ -54,14 +54,19 @@ seconds LoginGate::WaitOf(const Counts& counts, const std::string& name, TimePoi
 }
 
 void LoginGate::Begin(const std::string& user, const std::string& remote) {
-    ++users_[user].running;
-    ++addresses_[NetworkOf(remote)].running;
+    Count& of_user = users_[user];
+    Count& of_address = addresses_[NetworkOf(remote)];
+    ++of_user.running;  // behind all that needs memory
+    ++of_address.running;
 }
 
 void LoginGate::End(const std::string& user, const std::string& remote, Outcome outcome, TimePoint now) {
     const bool wrong = outcome == Outcome::kWrong;
-    EndOf(addresses_, NetworkOf(remote), wrong, now);
-    EndOf(users_, user, wrong, now);
+    const std::string network = NetworkOf(remote);
+    --users_[user].running;  // before all that needs memory
+    --addresses_[network].running;
+    Note(addresses_, network, wrong, now);
+    Note(users_, user, wrong, now);
     const auto count = users_.find(user);
     if (outcome == Outcome::kRight && count != users_.end()) {
         count->second.failures.clear();
@@ -71,9 +76,8 @@ void LoginGate::End(const std::string& user, const std::string& remote, Outcome 
     }
 }
 
-void LoginGate::EndOf(Counts& counts, const std::string& name, bool failed, TimePoint now) {
+void LoginGate::Note(Counts& counts, const std::string& name, bool failed, TimePoint now) {
     Count& count = counts[name];
-    --count.running;
     if (failed) {
         count.failures.push_back(now);
         count.told = false;
@@ -88,7 +92,10 @@ void LoginGate::EndOf(Counts& counts, const std::string& name, bool failed, Time
 }
 
 void LoginGate::MakeRoom(Counts& counts, TimePoint now) const {
-    const auto last = [](const Counts::value_type& count) { return count.second.failures.back(); };
+    // without a failure: where the memory ended before one was noted
+    const auto last = [](const Counts::value_type& count) {
+        return count.second.failures.empty() ? TimePoint::min() : count.second.failures.back();
+    };
     const auto is_idle = [](const Counts::value_type& count) { return count.second.running == 0; };
     if (counts.size() > kMostNames) {
         std::erase_if(counts, [&](const auto& count) { return is_idle(count) && last(count) + window_ <= now; });

@@ -28,7 +28,8 @@ public:
 
     /// Begins a try that Wait allows now.
     void Begin(const std::string& user, const std::string& remote);
-    /// Ends it. A right one also forgets what failed of that user before.
+    /// Ends it, also where the memory is at an end and a failure cannot be noted. A right one also forgets what failed
+    /// of that user before.
     void End(const std::string& user, const std::string& remote, Outcome outcome, TimePoint now);
 
     /// @return true the first time, after a failure, that somebody is to be told of a refusal
@@ -43,7 +44,7 @@ private:
     using Counts = std::unordered_map<std::string, Count>;
 
     std::chrono::seconds WaitOf(const Counts& counts, const std::string& name, TimePoint now) const;
-    void EndOf(Counts& counts, const std::string& name, bool failed, TimePoint now);
+    void Note(Counts& counts, const std::string& name, bool failed, TimePoint now);
     void MakeRoom(Counts& counts, TimePoint now) const;
 
     const std::size_t tries_;
