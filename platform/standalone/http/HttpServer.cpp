@@ -564,11 +564,8 @@ void HttpServer::Impl::Stop() {
                           [this] { return all_closed_; });
     }
     gate_->Close();
-    std::promise<void> cut;
-    net::post(io_, [&] {
-        Cut();
-        cut.set_value();
-    });
+    std::packaged_task<void()> cut([this] { Cut(); });  // is done when it throws, too
+    net::post(io_, [&cut] { cut(); });
     cut.get_future().wait();
     disk_work_.reset();
     disk_thread_.join();
@@ -586,9 +583,12 @@ void HttpServer::Impl::BeginStop() {
     TellIfAllClosed();
 }
 
+// Without a copy, as one that is not cut would keep the server's thread.
 void HttpServer::Impl::Cut() {
-    for (const std::shared_ptr<HttpConnection>& connection : AllConnections()) {
-        connection->Cut();
+    for (auto* const connections : {&connections_, &refused_}) {
+        while (!connections->empty()) {
+            connections->extract(connections->begin()).value()->Cut();
+        }
     }
 }
 
