@@ -41,10 +41,22 @@ void StopWatch::Enter(const std::string& part) {
 void StopWatch::Watch(std::chrono::milliseconds first, std::chrono::milliseconds each) {
     std::unique_lock lock(lock_);
     for (auto wait = first; !changed_.wait_for(lock, wait, [this] { return over_; }); wait = each) {
-        const std::string part = part_;
         lock.unlock();
-        TellError(StopText(part, look_()));
+        TellOnce();
         lock.lock();
+    }
+}
+
+void StopWatch::TellOnce() {
+    try {
+        std::string part;
+        {
+            const std::lock_guard guard(lock_);
+            part = part_;
+        }
+        TellError(StopText(part, look_()));
+    } catch (...) {
+        // out of memory: the line is lost, the stop goes on
     }
 }
 

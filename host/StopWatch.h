@@ -34,6 +34,7 @@ public:
 
 private:
     void Watch(std::chrono::milliseconds first, std::chrono::milliseconds each);
+    void TellOnce();
 
     const Look look_;
     std::mutex lock_;

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstddef>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -84,6 +86,26 @@ TEST(StopWatchTest, WaitsTheFirstTimeAndThenTheOther) {
     }
     EXPECT_THAT(testing::internal::GetCapturedStderr(), StartsWith("qarhost: the stop waits for "));
     EXPECT_EQ(looks.Now().size(), 1U);
+}
+
+TEST(StopWatchTest, ALookThatThrowsCostsItsLineOnly) {
+    testing::internal::CaptureStderr();
+    Arrivals<int> looks;
+    {
+        StopWatch watch(
+            [&]() -> Texts {
+                looks.Add(0);
+                if (looks.Now().size() % 2 == 1) throw std::bad_alloc();
+                return {"subscriber a"};
+            },
+            milliseconds(1), milliseconds(1));
+        looks.WaitFor(4);
+    }
+    const std::size_t told = looks.Now().size() / 2;
+    const std::string text = testing::internal::GetCapturedStderr();
+    std::size_t lines = 0;
+    for (std::size_t at = text.find("qarhost: "); at != std::string::npos; at = text.find("qarhost: ", at + 1)) ++lines;
+    EXPECT_EQ(lines, told);
 }
 
 TEST(StopWatchTest, AStopThatEndsInTimeTellsNothing) {
