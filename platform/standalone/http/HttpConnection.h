@@ -145,8 +145,9 @@ private:
 
     using Clock = std::chrono::steady_clock;
 
-    /// Calls a function later, unless another is armed or the timer is stopped before.
+    /// Calls a function when the time is over, in the place of what was armed before.
     void Arm(std::chrono::milliseconds time, void (HttpConnection::*on_expiry)());
+    /// What was armed is not called.
     void Disarm();
     void SetTimer(Clock::time_point wake);
     void OnTimer();
