@@ -103,11 +103,10 @@ void EventBus::Subscribe(const CMsgSubscribeInfo& row, Receivers& old) {
         fn(message.type, message.resource_type, message.resource_id,
            pictures ? message.content : ContentWithoutPictures::Of(message.content));
     };
-    EventTable::Wish wish;
-    wish.receiver = std::make_shared<const EventReceiver>(
+    const auto receiver = std::make_shared<const EventReceiver>(
         threads_.LaneOf(subscriber.GetValsubscribeType(), subscriber.GetSubscriberId()), call);
-    wish.include_node_events = row.GetIncludeNodeEvents();
-    const auto begun = table_.Begin(KeyOf(subscriber), row.GetValeventType(), PlacesOf(row), wish, old);
+    // whether the row includes other nodes' events makes no difference: within one process there are none
+    const auto begun = table_.Begin(KeyOf(subscriber), row.GetValeventType(), PlacesOf(row), receiver, old);
     capacities_.Tell(ZELPlatform::kSubscribe, subscriber.GetValsubscribeType(), row.GetValeventType(), begun);
 }
 

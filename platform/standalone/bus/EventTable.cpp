@@ -29,7 +29,8 @@ std::size_t EventTable::KeyHash::operator()(const Key& key) const {
 }
 
 std::vector<EventPlace> EventTable::Begin(const Key& subscriber, int event, const std::vector<EventPlace>& places,
-                                          const Wish& wish, std::vector<std::shared_ptr<const EventReceiver>>& old) {
+                                          const std::shared_ptr<const EventReceiver>& receiver,
+                                          std::vector<std::shared_ptr<const EventReceiver>>& old) {
     std::vector<EventPlace> begun;
     Subscriber& owner = subscribers_[subscriber];
     auto& own_places = owner.places[event];
@@ -37,14 +38,14 @@ std::vector<EventPlace> EventTable::Begin(const Key& subscriber, int event, cons
     for (const EventPlace& place : places) {
         Bucket& bucket = table.places[place];
         if (own_places.insert(place).second) {
-            bucket.entries.push_back({&owner, wish});
+            bucket.entries.push_back({&owner, receiver});
             if (subscriber.kind == kSubscriberClient) ++bucket.clients;
             ++table.count;
             begun.push_back(place);
         } else {
             Entry& entry = *Find(bucket, owner);
-            old.push_back(std::move(entry.wish.receiver));
-            entry.wish = wish;
+            old.push_back(std::move(entry.receiver));
+            entry.receiver = receiver;
         }
     }
     return begun;
@@ -77,7 +78,7 @@ std::vector<EventPlace> EventTable::End(const Key& subscriber, int event, const 
     for (const EventPlace& place : ended) {
         const auto bucket = table.places.find(place);
         const auto entry = Find(bucket->second, owner->second);
-        old.push_back(std::move(entry->wish.receiver));
+        old.push_back(std::move(entry->receiver));
         *entry = std::move(bucket->second.entries.back());
         bucket->second.entries.pop_back();
         if (subscriber.kind == kSubscriberClient) --bucket->second.clients;
@@ -110,7 +111,7 @@ EventTable::Receivers EventTable::ReceiversOf(int event, int resource_type, unsi
     Receivers receivers;
     if (found == 1) {
         receivers.reserve(buckets[0]->entries.size());
-        for (const Entry& entry : buckets[0]->entries) receivers.push_back(entry.wish.receiver);
+        for (const Entry& entry : buckets[0]->entries) receivers.push_back(entry.receiver);
     } else if (found > 1) {
         std::vector<const Entry*> entries;
         for (std::size_t i = 0; i < found; ++i) {
@@ -122,7 +123,7 @@ EventTable::Receivers EventTable::ReceiversOf(int event, int resource_type, unsi
         const auto same = [](const Entry* left, const Entry* right) { return left->subscriber == right->subscriber; };
         entries.erase(std::unique(entries.begin(), entries.end(), same), entries.end());
         receivers.reserve(entries.size());
-        for (const Entry* entry : entries) receivers.push_back(entry->wish.receiver);
+        for (const Entry* entry : entries) receivers.push_back(entry->receiver);
     }
     return receivers;
 }

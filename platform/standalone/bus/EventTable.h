@@ -54,19 +54,14 @@ public:
 
         bool operator==(const Key&) const = default;
     };
-    struct Wish {
-        std::shared_ptr<const EventReceiver> receiver;
-        // kept as it was asked for: within one process no event comes from another node, so nobody reads it yet
-        bool include_node_events = false;
-    };
-
     /// On the stack while they are few.
     using Receivers = boost::container::small_vector<std::shared_ptr<const EventReceiver>, 16>;
 
-    /// Places begin, or get a new wish. @param old  gets the receivers that were replaced, to be let go of later
+    /// Places begin, or get a new receiver. @param old  gets the receivers that were replaced, to be let go of later
     /// @return the places that were not there before
     std::vector<EventPlace> Begin(const Key& subscriber, int event, const std::vector<EventPlace>& places,
-                                  const Wish& wish, std::vector<std::shared_ptr<const EventReceiver>>& old);
+                                  const std::shared_ptr<const EventReceiver>& receiver,
+                                  std::vector<std::shared_ptr<const EventReceiver>>& old);
 
     /// The places with these types and ids end. @param types  empty: any type. @param ids  empty: any id
     /// @param old  gets the receivers that were there, to be let go of later
@@ -75,7 +70,7 @@ public:
                                 const std::set<unsigned int>& ids,
                                 std::vector<std::shared_ptr<const EventReceiver>>& old);
 
-    /// @return who gets an event, each subscriber once: by its own wish for the event before that for all events, and
+    /// @return who gets an event, each subscriber once: by its receiver of the event before that of all events, and
     ///         of these by the most certain place
     Receivers ReceiversOf(int event, int resource_type, unsigned int resource_id) const;
 
@@ -95,7 +90,7 @@ private:
     };
     struct Entry {
         const Subscriber* subscriber;
-        Wish wish;
+        std::shared_ptr<const EventReceiver> receiver;
     };
     struct Bucket {
         std::vector<Entry> entries;  // one for each subscriber
