@@ -30,8 +30,6 @@ public:
     std::size_t Count() const { return pairs_.size() + messages_.size(); }
     /// @return the events of which there is a subscription
     std::set<int> Events() const;
-    /// @return the types of notify messages that are subscribed to
-    const std::set<int>& Messages() const { return messages_; }
 
 private:
     using Pairs = std::set<std::tuple<int, int64_t, int64_t>>;  // event, resource type, resource id
