@@ -4,7 +4,6 @@
 #include <iterator>
 
 #include "standalone/bus/BusErrors.h"
-#include "standalone/bus/NotifyContent.h"
 
 namespace qarplatform {
 
@@ -43,18 +42,21 @@ std::shared_ptr<const PublisherMessage> NewsOf(SubScribeType type, const std::pa
 
 }  // namespace
 
-NotifyMessage::NotifyMessage(const CMsgPushInfo& pushed) {
+NotifyMessage::NotifyMessage(const CMsgPushInfo& pushed) : content_(pushed.GetMsgContent()) {
     info_.SetPublisher(pushed.GetPublisher());
     if (pushed.HasMsgCategory()) info_.SetMsgCategory(pushed.GetMsgCategory());
     if (pushed.HasTypeValue()) info_.SetTypeValue(pushed.GetTypeValue());
-    info_.SetMsgContent(std::make_shared<NotifyContent>(pushed.GetMsgContent()));
 }
 
 std::string NotifyMessage::Text() const {
     return "notify message " + std::to_string(info_.GetTypeValue()) + " from " + info_.GetPublisher();
 }
 
-std::shared_ptr<CMsgPushInfo> NotifyMessage::Info() const { return {shared_from_this(), &info_}; }
+std::shared_ptr<CMsgPushInfo> NotifyMessage::MakeInfo() const {
+    auto info = std::make_shared<CMsgPushInfo>(info_);
+    info->SetMsgContent(std::make_shared<NotifyContent>(content_));
+    return info;
+}
 
 std::string PublisherMessage::Text() const {
     return type == kSubscribe ? "the news that a subscription began" : "the news that a subscription ended";
@@ -94,7 +96,7 @@ bool NotifyBus::Subscribe(const SubscribedInfo& info) {
     const Key key(info->GetSubscriberType(), info->GetSubscriber());
     auto receiver = std::make_shared<const NotifyReceiver>(
         threads_.LaneOf(key.first, key.second),
-        [fn = info->GetCallback()](const NotifyMessage& message) { fn(message.Info()); });
+        [fn = info->GetCallback()](const NotifyMessage& message) { fn(message.MakeInfo()); });
     const BusThreads::Sending sending(threads_);
     std::lock_guard<std::mutex> lock(mutex_);
     Subscriber& subscriber = subscribers_[key];

@@ -14,20 +14,23 @@
 #include "ZELPlatform/MsgBusNotify.h"
 #include "standalone/bus/BusControl.h"
 #include "standalone/bus/BusThreads.h"
+#include "standalone/bus/NotifyContent.h"
 #include "standalone/bus/Receiver.h"
 
 namespace qarplatform {
 
-/// What subscribers get of a pushed message, in one object with it.
-struct NotifyMessage final : Message, std::enable_shared_from_this<NotifyMessage> {
-    /// The permissions are no matter of theirs.
+/// What subscribers get of a pushed message. The permissions are no matter of theirs.
+class NotifyMessage final : public Message {
+public:
     explicit NotifyMessage(const ZELPlatform::CMsgPushInfo& pushed);
     std::string Text() const override;
 
-    std::shared_ptr<ZELPlatform::CMsgPushInfo> Info() const;
+    /// @return an object of its own for each subscriber, which may write to it; made on the subscriber's thread
+    std::shared_ptr<ZELPlatform::CMsgPushInfo> MakeInfo() const;
 
 private:
-    mutable ZELPlatform::CMsgPushInfo info_;  // the interface hands it out to be written to
+    ZELPlatform::CMsgPushInfo info_;  // without a content
+    const NotifyContent content_;
 };
 
 /// What a publisher is told.

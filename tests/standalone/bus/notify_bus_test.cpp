@@ -264,15 +264,24 @@ TEST_F(NotifyBusTest, MessageGoesToAllSubscribersOfItsTypeOnceEach) {
     EXPECT_THAT(Got(), UnorderedElementsAre("a:1", "b:1", "b:1"));
 }
 
-TEST_F(NotifyBusTest, SubscribersOfOnePushShareItsContent) {
+TEST_F(NotifyBusTest, SubscribersOfOnePushShareItsMemoryAndMayWriteToTheirInformation) {
     Arrivals<PushInfo> handed;
     for (const char* name : {"a", "b"}) {
-        MsgBus::SubscribeMsg(Subscription(name, {1}, [&](const PushInfo& info) { handed.Add(info); }));
+        MsgBus::SubscribeMsg(Subscription(name, {1}, [&](const PushInfo& info) {
+            EXPECT_EQ(info->GetTypeValue(), 1);
+            info->SetTypeValue(2);
+            handed.Add(info);
+        }));
     }
     Push(1);
     StopBus();
     ASSERT_THAT(handed.Now(), SizeIs(2));
-    EXPECT_EQ(handed.Now()[0]->GetMsgContent(), handed.Now()[1]->GetMsgContent());
+    EXPECT_NE(handed.Now()[0], handed.Now()[1]);
+    CMsgBusContentBase::Buffer first;
+    CMsgBusContentBase::Buffer second;
+    EXPECT_TRUE(handed.Now()[0]->GetMsgContent()->GetTextContent(first));
+    EXPECT_TRUE(handed.Now()[1]->GetMsgContent()->GetTextContent(second));
+    EXPECT_EQ(first.data, second.data);
 }
 
 TEST_F(NotifyBusTest, MessageThatNobodyWantsIsAccepted) { EXPECT_TRUE(Push(1)); }
