@@ -13,6 +13,8 @@ using Clock = std::chrono::steady_clock;
 
 /// Looks of a worker at the emptied queue before it rests: the next request mostly comes within them.
 constexpr int kLooks = 30;
+/// A worker's rest beside the queue before it goes back to the pool.
+constexpr std::chrono::milliseconds kRest(20);
 /// Rounds of a watcher without a request after which it ends.
 constexpr int kQuietRounds = 50;
 /// Rounds after which it goes to the end of the pool's queue.
@@ -38,10 +40,12 @@ public:
             count_ = 0;
         }
         changed_.notify_all();
+        came_.notify_all();
         pool_.Stop(false);
     }
 
     void Post(std::shared_ptr<DescribedTask> request) {
+        bool wake = false;
         bool call = false;
         bool watch = false;
         {
@@ -49,13 +53,17 @@ public:
             if (stopped_) return;
             waiting_.push_back({std::move(request), Clock::now()});
             count_ = waiting_.size();
-            if (runners_ == 0) {
+            if (resting_ > woken_) {
+                ++woken_;
+                wake = true;
+            } else if (runners_ == 0) {
                 ++runners_;
                 call = true;
             } else if (!watched_) {
                 watched_ = watch = true;
             }
         }
+        if (wake) came_.notify_one();
         if (call) pool_.PostTask(std::make_shared<Runner>(shared_from_this()));
         if (watch) pool_.PostTask(std::make_shared<Watcher>(shared_from_this()));
     }
@@ -121,7 +129,13 @@ private:
     /// @return false when the runner is to end
     bool Take(Runner& runner) {
         for (int look = 0; look < kLooks && count_ == 0; ++look) std::this_thread::yield();
-        const std::lock_guard<std::mutex> lock(mutex_);
+        std::unique_lock<std::mutex> lock(mutex_);
+        if (waiting_.empty() && !stopped_) {
+            ++resting_;
+            came_.wait_for(lock, kRest, [this] { return !waiting_.empty() || stopped_; });
+            --resting_;
+            if (woken_ > 0) --woken_;
+        }
         if (waiting_.empty()) {
             --runners_;
             return false;
@@ -181,9 +195,12 @@ private:
 
     std::mutex mutex_;
     std::condition_variable changed_;
+    std::condition_variable came_;
     // guarded by mutex_
     std::deque<Waiting> waiting_;
     std::size_t runners_ = 0;
+    std::size_t resting_ = 0;  // of the runners: those beside the queue
+    std::size_t woken_ = 0;    // of these: those that a request woke
     bool watched_ = false;
     bool stopped_ = false;
 
