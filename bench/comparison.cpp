@@ -63,8 +63,11 @@ Comparison Compare(const Work& work) {
     return comparison;
 }
 
-void PrintTable(const std::vector<Comparison>& comparisons) {
+void PrintHead() {
     std::printf("%-46s %11s %11s %6s %12s %6s   %s\n", "", "raw", "ours", "ratio", "half of them", "limit", "raw is");
+}
+
+void PrintRows(const std::vector<Comparison>& comparisons) {
     for (const Comparison& c : comparisons) {
         std::printf("%-46s %8.2f %-2s %8.2f %-2s %6.2f  %.2f … %.2f %6s   %s%s\n", c.name.c_str(), c.raw, c.unit,
                     c.ours, c.unit, c.ratio, c.low, c.high, LimitText(c).c_str(), c.raw_name.c_str(),

@@ -38,6 +38,8 @@ struct Work {
 /// round slows both sides of it.
 Comparison Compare(const Work& work);
 
-void PrintTable(const std::vector<Comparison>& comparisons);
+/// The table: PrintHead once, then rows.
+void PrintHead();
+void PrintRows(const std::vector<Comparison>& comparisons);
 
 }  // namespace bench
